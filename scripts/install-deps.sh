@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that building and testing vxd needs. Runs
+# apt-get only when something is missing, so it is cheap to call every time.
+set -euo pipefail
+
+packages=(
+    cmake ninja-build g++ pkg-config          # build
+    libgtest-dev libgmock-dev libbenchmark-dev  # tests and benchmarks
+    clang libclang-rt-14-dev clang-format     # fuzz preset, formatting
+)
+
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update
+$sudo apt-get install -y --no-install-recommends "${missing[@]}"

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# The whole check: build and test the default and sanitizer builds, build and
+# briefly run the benchmarks, and run every fuzz target. Stops at the first
+# failure.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+FUZZ_RUNS=${FUZZ_RUNS:-50000}
+
+echo "== default build and tests"
+cmake --preset default
+cmake --build --preset default
+ctest --preset default
+
+echo "== benchmarks"
+for b in build/default/bench/bm_*; do
+    [ -x "$b" ] && "$b" --benchmark_min_time=0.2
+done
+
+echo "== fuzz targets (${FUZZ_RUNS} inputs each)"
+cmake --preset fuzz
+cmake --build --preset fuzz
+for t in build/fuzz/tests/fuzz/fuzz_*; do
+    [ -x "$t" ] || continue
+    corpus="build/fuzz/corpus/$(basename "$t")"
+    mkdir -p "$corpus"
+    "$t" -runs="$FUZZ_RUNS" -close_fd_mask=1 -max_len=4096 -print_final_stats=0 "$corpus" 2>&1 | tail -n 3
+    echo "$(basename "$t"): ${FUZZ_RUNS} inputs, no finding"
+done
+
+echo "== sanitizer build (ASan + UBSan) and tests"
+cmake --preset asan
+cmake --build --preset asan
+ctest --preset asan

@@ -1,0 +1,25 @@
+#include "platform/SVXPlatform.h"
+
+#include <cmath>
+
+#include "platform/CVXEventLoop.h"
+
+namespace {
+SVXPlatform sPlatform;
+}
+
+SVXPlatform& SVXPlatform::Get() {
+    return sPlatform;
+}
+
+void SVXPlatform::Install(const SVXPlatform& inPlatform) {
+    sPlatform = inPlatform;
+}
+
+uint64_t CVXEventLoop::SecondsToMicros(double inSeconds) {
+    if (!(inSeconds > 0)) return 0;  // negative and NaN delays fire at once
+    double micros = std::ceil(inSeconds * 1e6 - 1e-6);
+    // Bounded: a delay read from a stream could ask for centuries.
+    if (micros > 1e15) return static_cast<uint64_t>(1e15);
+    return static_cast<uint64_t>(micros);
+}

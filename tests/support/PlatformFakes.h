@@ -1,0 +1,98 @@
+// Recording fakes of the platform interfaces and a fixture that installs them,
+// with a virtual loop, as the process-wide platform context. Every fake writes
+// one line per call into a shared log, so that tests can check the order of
+// key, mouse, notification and host-MIDI events across fakes.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "model/UStreamReader.h"
+#include "platform/CVXAppNotifier.h"
+#include "platform/CVXEventPoster.h"
+#include "platform/CVXFrontAppSource.h"
+#include "platform/CVXHostMIDIOut.h"
+#include "platform/CVXVirtualLoop.h"
+#include "platform/SVXPlatform.h"
+
+// Four characters as a signature or keyword: "QBtn" -> 'QBtn', and back.
+inline uint32_t FourCC(const char (&inText)[5]) {
+    return VXTag(inText);
+}
+std::string FourCCText(uint32_t inCode);
+
+class CEventLog {
+  public:
+    void Add(std::string inLine) { mLines.push_back(std::move(inLine)); }
+    // The lines logged since the last Take(), and forget them.
+    std::vector<std::string> Take();
+    const std::vector<std::string>& Lines() const { return mLines; }
+
+  private:
+    std::vector<std::string> mLines;
+};
+
+// Logs "key <code> down|up" (with " char <c>" when the character is not 0) and
+// "mouse <x>,<y> down|up".
+class CRecordingPoster : public CVXEventPoster {
+  public:
+    explicit CRecordingPoster(CEventLog& inLog) : mLog(inLog) {}
+    void PostKeyboardEvent(uint8_t inCharCode, uint16_t inVirtualKey, bool inKeyDown) override;
+    void PostMouseEvent(double inX, double inY, bool inButtonDown) override;
+
+  private:
+    CEventLog& mLog;
+};
+
+// Logs "event <sig> <id> <keyword>=<value> ...".
+class CRecordingNotifier : public CVXAppNotifier {
+  public:
+    explicit CRecordingNotifier(CEventLog& inLog) : mLog(inLog) {}
+    bool SendApplicationEvent(uint32_t inSignature, uint32_t inEventID,
+                              const std::vector<SVXEventParam>& inParams) override;
+    bool mFail = false;  // answer false instead of sending
+
+  private:
+    CEventLog& mLog;
+};
+
+class CFakeFrontApp : public CVXFrontAppSource {
+  public:
+    bool GetFrontSignature(uint32_t& outSignature) override {
+        ++mQueries;
+        if (!mKnown) return false;
+        outSignature = mSignature;
+        return true;
+    }
+    bool mKnown = true;
+    uint32_t mSignature = 0x3F3F3F3F;
+    int mQueries = 0;
+};
+
+// Logs "host <hex bytes>".
+class CRecordingHostMIDI : public CVXHostMIDIOut {
+  public:
+    explicit CRecordingHostMIDI(CEventLog& inLog) : mLog(inLog) {}
+    void Send(const uint8_t* inBytes, size_t inLength) override;
+
+  private:
+    CEventLog& mLog;
+};
+
+// Installs a virtual loop and the recording fakes as the platform context for
+// the test's lifetime.
+class CVXPlatformTest : public ::testing::Test {
+  protected:
+    CVXPlatformTest();
+    ~CVXPlatformTest() override;
+
+    CEventLog mLog;
+    CVXVirtualLoop mLoop;
+    CRecordingPoster mPoster{mLog};
+    CRecordingNotifier mNotifier{mLog};
+    CFakeFrontApp mFrontApp;
+    CRecordingHostMIDI mHostMIDI{mLog};
+};

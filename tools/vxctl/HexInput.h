@@ -1,0 +1,24 @@
+// Reading captures: text where each line is one USB read (or, in MIDI mode, the
+// plain MIDI bytes of one read), written as hex bytes.
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <string>
+#include <vector>
+
+namespace vxctl {
+
+// Parses the hex bytes of one line. Bytes may be separated by blanks or run
+// together in pairs; '#' starts a comment. Returns false with `outError` set
+// when the line holds anything else.
+bool ParseHexLine(const std::string& inLine, std::vector<uint8_t>& outBytes, std::string& outError);
+
+// Reads every non-empty line of `in` as one read. On a bad line writes a message
+// naming it to `outError` and returns false.
+bool ReadCapture(std::istream& in, bool inMIDI, std::vector<std::vector<uint8_t>>& outReads,
+                 std::string& outError);
+
+std::string HexString(const uint8_t* bytes, size_t length);
+
+}  // namespace vxctl
