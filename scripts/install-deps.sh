@@ -7,6 +7,7 @@ packages=(
     cmake ninja-build g++ pkg-config          # build
     libgtest-dev libgmock-dev libbenchmark-dev  # tests and benchmarks
     clang libclang-rt-14-dev clang-format     # fuzz preset, formatting
+    libsystemd-dev                            # sd-event loop, sd-bus
 )
 
 missing=()

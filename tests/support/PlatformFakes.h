@@ -15,6 +15,7 @@
 #include "platform/CVXEventPoster.h"
 #include "platform/CVXFrontAppSource.h"
 #include "platform/CVXHostMIDIOut.h"
+#include "platform/CVXTextPlatform.h"
 #include "platform/CVXVirtualLoop.h"
 #include "platform/SVXPlatform.h"
 
@@ -22,7 +23,9 @@
 inline uint32_t FourCC(const char (&inText)[5]) {
     return VXTag(inText);
 }
-std::string FourCCText(uint32_t inCode);
+inline std::string FourCCText(uint32_t inCode) {
+    return VXFourCCText(inCode);
+}
 
 class CEventLog {
   public:
@@ -35,28 +38,26 @@ class CEventLog {
     std::vector<std::string> mLines;
 };
 
-// Logs "key <code> down|up" (with " char <c>" when the character is not 0) and
-// "mouse <x>,<y> down|up".
-class CRecordingPoster : public CVXEventPoster {
+// Key, mouse and notification lines in the formats of CVXTextPlatform.h.
+class CRecordingPoster : public CVXTextPoster {
   public:
-    explicit CRecordingPoster(CEventLog& inLog) : mLog(inLog) {}
-    void PostKeyboardEvent(uint8_t inCharCode, uint16_t inVirtualKey, bool inKeyDown) override;
-    void PostMouseEvent(double inX, double inY, bool inButtonDown) override;
-
-  private:
-    CEventLog& mLog;
+    explicit CRecordingPoster(CEventLog& inLog)
+        : CVXTextPoster([&inLog](std::string inLine) { inLog.Add(std::move(inLine)); }) {}
 };
 
-// Logs "event <sig> <id> <keyword>=<value> ...".
 class CRecordingNotifier : public CVXAppNotifier {
   public:
-    explicit CRecordingNotifier(CEventLog& inLog) : mLog(inLog) {}
+    explicit CRecordingNotifier(CEventLog& inLog)
+        : mText([&inLog](std::string inLine) { inLog.Add(std::move(inLine)); }) {}
     bool SendApplicationEvent(uint32_t inSignature, uint32_t inEventID,
-                              const std::vector<SVXEventParam>& inParams) override;
+                              const std::vector<SVXEventParam>& inParams) override {
+        if (mFail) return false;
+        return mText.SendApplicationEvent(inSignature, inEventID, inParams);
+    }
     bool mFail = false;  // answer false instead of sending
 
   private:
-    CEventLog& mLog;
+    CVXTextNotifier mText;
 };
 
 class CFakeFrontApp : public CVXFrontAppSource {

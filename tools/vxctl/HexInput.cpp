@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 
 #include "driver/VXBridgeFraming.h"
 #include "model/UVX_ControlClass.h"
@@ -50,18 +51,32 @@ bool ParseHexLine(const std::string& inLine, std::vector<uint8_t>& outBytes,
     return true;
 }
 
-bool ReadCapture(std::istream& in, bool inMIDI, std::vector<std::vector<uint8_t>>& outReads,
+bool ReadCapture(std::istream& in, bool inMIDI, std::vector<SCaptureStep>& outSteps,
                  std::string& outError) {
     std::string line;
     std::vector<uint8_t> bytes;
     for (size_t number = 1; std::getline(in, line); ++number) {
         std::string error;
+        size_t first = line.find_first_not_of(" \t");
+        if (first != std::string::npos && line[first] == '+') {
+            char* end = nullptr;
+            unsigned long long ms = std::strtoull(line.c_str() + first + 1, &end, 10);
+            std::string rest = std::string(end).substr(0, std::string(end).find('#'));
+            if (end == line.c_str() + first + 1 ||
+                rest.find_first_not_of(" \t\r") != std::string::npos || ms > 86400000ULL) {
+                outError = "line " + std::to_string(number) +
+                           ": a wait is '+' and a number of milliseconds (at most a day)";
+                return false;
+            }
+            outSteps.push_back({{}, ms * 1000});
+            continue;
+        }
         if (!ParseHexLine(line, bytes, error)) {
             outError = "line " + std::to_string(number) + ": " + error;
             return false;
         }
         if (bytes.empty()) continue;
-        outReads.push_back(inMIDI ? VXFrameBridgeRead(bytes) : bytes);
+        outSteps.push_back({inMIDI ? VXFrameBridgeRead(bytes) : bytes, 0});
     }
     return true;
 }

@@ -14,9 +14,15 @@ namespace vxctl {
 // when the line holds anything else.
 bool ParseHexLine(const std::string& inLine, std::vector<uint8_t>& outBytes, std::string& outError);
 
-// Reads every non-empty line of `in` as one read. On a bad line writes a message
-// naming it to `outError` and returns false.
-bool ReadCapture(std::istream& in, bool inMIDI, std::vector<std::vector<uint8_t>>& outReads,
+// One step of a capture: a USB read, or time passing ("+<milliseconds>").
+struct SCaptureStep {
+    std::vector<uint8_t> read;
+    uint64_t waitMicros = 0;
+};
+
+// Reads every non-empty line of `in` as one step. On a bad line writes a
+// message naming it to `outError` and returns false.
+bool ReadCapture(std::istream& in, bool inMIDI, std::vector<SCaptureStep>& outSteps,
                  std::string& outError);
 
 std::string HexString(const uint8_t* bytes, size_t length);

@@ -4,12 +4,16 @@
 #include <vector>
 
 #include "DecodeCommand.h"
+#include "KeysetCommand.h"
 
 namespace {
 int Usage() {
     std::cerr << "usage: vxctl <command> [options]\n"
                  "commands:\n"
-                 "  decode [--midi] [--records] [FILE|-]   parse a capture of surface reads\n";
+                 "  decode [--midi] [--records] [--prefs FILE] [--app SIGN] [CAPTURE|-]\n"
+                 "      replay a capture of surface reads through the parser and the keysets\n"
+                 "  keyset dump FILE\n"
+                 "      list the keysets of a preferences file\n";
     return 2;
 }
 }  // namespace
@@ -19,6 +23,7 @@ int main(int argc, char** argv) {
     std::string command = argv[1];
     std::vector<std::string> args(argv + 2, argv + argc);
     if (command == "decode") return vxctl::RunDecode(args);
+    if (command == "keyset") return vxctl::RunKeyset(args);
     if (command == "-h" || command == "--help" || command == "help") {
         Usage();
         return 0;

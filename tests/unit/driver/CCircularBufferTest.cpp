@@ -2,99 +2,71 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
+#include <algorithm>
 #include <vector>
 
 namespace {
 
 constexpr uint32_t N = CCircularBuffer::kSize;
 
-std::vector<uint8_t> Sequence(size_t count, uint8_t first = 0) {
+// Bytes `from` to `from + count` of an endless test stream that, unlike a
+// plain count, does not repeat every 256 bytes.
+std::vector<uint8_t> Stream(size_t from, size_t count) {
     std::vector<uint8_t> v(count);
-    std::iota(v.begin(), v.end(), first);
+    for (size_t i = from; i < from + count; ++i) v[i - from] = uint8_t(i * 7 + i / 251);
     return v;
 }
 
 TEST(CircularBuffer, WritesAndReadsWrapAtTheEndOfStorage) {
-    CCircularBuffer ring;
-    ring.Reset(16380, 16380);
-    auto data = Sequence(10, 1);
-    ring.AddBytes(data.data(), data.size());
-    EXPECT_EQ(ring.GetBufferIn(), 6u);  // 4 at the end, 6 at the start
-    EXPECT_EQ(ring.BytesRemaining(), 10u);
-
-    std::vector<uint8_t> out(20, 0xEE);
-    EXPECT_EQ(ring.GetBytes(out.data(), 20), 10u);  // only what is there
-    EXPECT_TRUE(std::equal(data.begin(), data.end(), out.begin()));
-    EXPECT_EQ(out[10], 0xEE);
-    EXPECT_TRUE(ring.IsEmpty());
-    EXPECT_EQ(ring.GetBufferOut(), 6u);
-
-    ring.Reset(16000, 16000);
-    auto fill = Sequence(384);
-    ring.AddBytes(fill.data(), fill.size());
-    EXPECT_EQ(ring.GetBufferIn(), 0u);  // exactly reaching the end wraps to 0
-    EXPECT_EQ(ring.BytesRemaining(), 384u);
-    EXPECT_EQ(ring.MoveOutMarkBy(1000), 384u);
-    EXPECT_EQ(ring.GetBufferOut(), 0u);
+    // {marks before, count, both marks after}: 4 bytes at the end and 6 at the
+    // start; one at each end; exactly reaching the end wraps to 0.
+    const uint32_t cases[][3] = {{16380, 10, 6}, {16383, 2, 1}, {16000, 384, 0}};
+    for (auto [start, count, after] : cases) {
+        CCircularBuffer ring;
+        ring.Reset(start, start);
+        auto data = Stream(0, count);
+        ring.AddBytes(data.data(), count);
+        EXPECT_EQ(ring.GetBufferIn(), after);
+        std::vector<uint8_t> out(count + 5);
+        EXPECT_EQ(ring.GetBytes(out.data(), count + 5), count);  // only what is there
+        EXPECT_TRUE(std::equal(data.begin(), data.end(), out.begin()));
+        EXPECT_EQ(ring.GetBufferOut(), after);
+    }
 }
 
 TEST(CircularBuffer, GetByteAndResetPutBytesBack) {
     CCircularBuffer ring;
     uint8_t b = 0;
     EXPECT_FALSE(ring.GetByte(&b));
-    const uint8_t data[] = {0xB0, 0x07, 0x40};
-    ring.AddBytes(data, 3);
-    uint32_t in = ring.GetBufferIn(), out = ring.GetBufferOut();
-    ASSERT_TRUE(ring.GetByte(&b));
-    EXPECT_EQ(b, 0xB0);
-    ring.Reset(in, out);
-    ASSERT_TRUE(ring.GetByte(&b));
-    EXPECT_EQ(b, 0xB0);
-    EXPECT_EQ(ring.MoveOutMarkBy(1), 1u);
-    ASSERT_TRUE(ring.GetByte(&b));
-    EXPECT_EQ(b, 0x40);
-
+    ring.Reset(N - 2, N - 2);  // the message straddles the end of storage
+    const uint8_t data[] = {0xB0, 0x07, 0x40, 0x27};
+    ring.AddBytes(data, 4);
+    EXPECT_TRUE(ring.GetByte(&b) && b == 0xB0);
+    ring.Reset(ring.GetBufferIn(), N - 2);  // the marks as they were before the read
+    EXPECT_TRUE(ring.GetByte(&b) && b == 0xB0);
+    EXPECT_EQ(ring.MoveOutMarkBy(1), 1u);  // to the end of storage, and so to 0
+    EXPECT_TRUE(ring.GetByte(&b) && b == 0x40);
     // While the flag is held, readers give up instead of waiting.
-    ring.AddBytes(data, 3);
     ASSERT_TRUE(ring.Take());
-    EXPECT_FALSE(ring.Take());
-    EXPECT_FALSE(ring.GetByte(&b));
-    EXPECT_EQ(ring.GetBytes(&b, 1), 0u);
-    EXPECT_EQ(ring.MoveOutMarkBy(1), 0u);
-    EXPECT_EQ(ring.BytesRemaining(), 3u);
+    EXPECT_FALSE(ring.Take() || ring.GetByte(&b) || ring.GetBytes(&b, 1) || ring.MoveOutMarkBy(1));
 }
 
 TEST(CircularBuffer, OverflowOverwritesUnreadBytesWithoutReport) {
-    CCircularBuffer ring;
-    auto first = Sequence(16000);
-    ring.AddBytes(first.data(), first.size());
-    auto second = Sequence(1000, 7);
-    ring.AddBytes(second.data(), second.size());
-    // 17000 bytes went in; the marks now describe only 616 of them.
-    EXPECT_EQ(ring.GetBufferIn(), 616u);
-    EXPECT_EQ(ring.BytesRemaining(), 616u);
-    uint8_t b;
-    ASSERT_TRUE(ring.GetByte(&b));
-    EXPECT_EQ(b, second[384]);  // storage start was overwritten by the second write
-
-    // A full ring's worth looks empty again.
-    CCircularBuffer full;
-    auto whole = Sequence(N);
-    full.AddBytes(whole.data(), whole.size());
-    EXPECT_TRUE(full.IsEmpty());
-}
-
-TEST(CircularBuffer, AWriteLargerThanTheRingKeepsItsLastBytes) {
-    CCircularBuffer ring;
-    ring.Reset(100, 50);
-    std::vector<uint8_t> big(3 * N + 5);
-    for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<uint8_t>(i * 7);
-    ring.AddBytes(big.data(), big.size());
-    ASSERT_EQ(ring.BytesRemaining(), N - 1);
-    std::vector<uint8_t> out(N);
-    ASSERT_EQ(ring.GetBytes(out.data(), N), N - 1);
-    EXPECT_TRUE(std::equal(big.end() - (N - 1), big.end(), out.begin()));
+    // Writes on marks (in 100, out 50), and how many of the newest bytes the
+    // marks then describe. A ring's worth wraps onto itself and leaves the old
+    // 50; a single larger write keeps its last N - 1 bytes and moves the out-mark.
+    const size_t cases[][3] = {
+        {16000, 1000, 666}, {0, N, 50}, {0, N + 1, N - 1}, {0, 3 * N + 5, N - 1}};
+    for (auto [first, second, kept] : cases) {
+        CCircularBuffer ring;
+        ring.Reset(100, 50);
+        ring.AddBytes(Stream(0, first).data(), first);
+        ring.AddBytes(Stream(first, second).data(), second);
+        std::vector<uint8_t> out(N);
+        ASSERT_EQ(ring.GetBytes(out.data(), N), kept) << second;
+        out.resize(kept);
+        EXPECT_EQ(out, Stream(first + second - kept, kept)) << second;
+    }
 }
 
 }  // namespace

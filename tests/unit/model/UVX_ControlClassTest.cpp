@@ -2,87 +2,58 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
-TEST(ControlCatalogue, PredicatesSplitTheNumbering) {
+// One letter per predicate that holds for n: B button, T transport, C channel
+// control, F fader, K channel button, M bank table accepts MIDI, m channel table
+// accepts MIDI, L channel button has an LED.
+std::string Traits(uint32_t n) {
     using C = UVX_ControlClass;
-    for (uint32_t n : {0u, 4u}) EXPECT_TRUE(C::IsTransportControl(n) && C::IsButton(n)) << n;
-    EXPECT_TRUE(C::IsButton(5));
-    EXPECT_FALSE(C::IsTransportControl(5));
-    EXPECT_FALSE(C::IsButton(6));
-    EXPECT_FALSE(C::IsChannelControl(159));
-    EXPECT_TRUE(C::IsChannelControl(160) && C::IsChannelControl(165));
-    EXPECT_FALSE(C::IsChannelControl(166));
-    EXPECT_TRUE(C::IsChannelFader(160));
-    EXPECT_FALSE(C::IsChannelFader(161));
-    EXPECT_FALSE(C::IsChannelButton(160));
-    EXPECT_TRUE(C::IsChannelButton(161) && C::IsChannelButton(165));
-    EXPECT_FALSE(C::IsChannelButton(166));
-    for (uint32_t n : {167u, 0xFFFFFFFFu, 0x800000A0u}) {
-        EXPECT_FALSE(C::IsButton(n) || C::IsTransportControl(n) || C::IsChannelControl(n) ||
-                     C::IsChannelFader(n) || C::IsChannelButton(n))
-            << n;
-    }
+    return std::string(C::IsButton(n) ? "B" : "") + (C::IsTransportControl(n) ? "T" : "") +
+           (C::IsChannelControl(n) ? "C" : "") + (C::IsChannelFader(n) ? "F" : "") +
+           (C::IsChannelButton(n) ? "K" : "") + (C::ControlAcceptsMIDI(n) ? "M" : "") +
+           (C::ChannelControlAcceptsMIDI(n) ? "m" : "") + (C::ChannelControlHasLED(n) ? "L" : "");
 }
 
-TEST(ControlCatalogue, NamesAreStoredByteForByte) {
-    const char* bank[] = {"Rewind", "Fast Forward", "Stop", "Play", "Record"};
-    for (int i = 0; i < 5; ++i) EXPECT_STREQ(kControlNames[i], bank[i]);
-    const char* channel[] = {"Fader ",
-                             "Mute ",
-                             "Solo ",
-                             "Aux ",
-                             "Select ",
-                             "Touch Sense ",
-                             "Bridge Top Encoder Switch ",
-                             "Bridge Bottom Encoder Switch ",
-                             "Bridge LCD Switch ",
-                             "Track Arm ",
-                             "Bridge Top Encoder  ",
-                             "Bridge Bottom Encoder ",
-                             "Bridge Joystick X ",
-                             "Bridge Joystick Y "};
-    for (int i = 0; i < 14; ++i) EXPECT_EQ(std::string(kChannelControlNames[i]), channel[i]) << i;
-}
-
-TEST(ControlCatalogue, CapabilityTablesAndTheirBoundedAccessors) {
+TEST(ControlCatalogue, PredicatesSplitTheNumbering) {
     // The channel emulation action asks the bank table with a channel index, so
-    // Touch Sense (one past the end) must answer true, and nothing further does.
-    for (uint32_t i = 0; i <= 5; ++i) EXPECT_TRUE(UVX_ControlClass::ControlAcceptsMIDI(i)) << i;
-    EXPECT_FALSE(UVX_ControlClass::ControlAcceptsMIDI(6));
-    EXPECT_FALSE(UVX_ControlClass::ControlAcceptsMIDI(0xFFFFFFFF));
-
-    const bool accepts[] = {true, true, true, true, true, false, false, false, false, true};
-    for (uint32_t i = 0; i < 10; ++i)
-        EXPECT_EQ(UVX_ControlClass::ChannelControlAcceptsMIDI(160 + i), accepts[i]) << i;
-    EXPECT_FALSE(UVX_ControlClass::ChannelControlAcceptsMIDI(159));
-    EXPECT_FALSE(UVX_ControlClass::ChannelControlAcceptsMIDI(170));
-
-    EXPECT_FALSE(UVX_ControlClass::ChannelControlHasLED(160));
-    for (uint32_t n = 161; n <= 164; ++n) EXPECT_TRUE(UVX_ControlClass::ChannelControlHasLED(n));
-    EXPECT_FALSE(UVX_ControlClass::ChannelControlHasLED(165));
-
+    // 5 (Touch Sense's index, one past the end) must answer true; nothing further does.
+    std::string traits;
+    for (uint32_t n :
+         {0u,   1u,   2u,   3u,   4u,   5u,   6u,   159u, 160u,        161u,       162u,
+          163u, 164u, 165u, 166u, 167u, 168u, 169u, 170u, 0x800000A0u, 0xFFFFFFFFu})
+        traits += Traits(n) + "|";
+    EXPECT_EQ(traits, "BTM|BTM|BTM|BTM|BTM|BM|||CFm|CKmL|CKmL|CKmL|CKmL|CK||||m||||");
     // The two Mode C tables are each other's inverse.
     for (uint32_t n = 161; n <= 165; ++n)
         EXPECT_EQ(kModeCControlNumToControlNum[kControlNumToModeCControlNum[n - 161]], n);
 }
 
+TEST(ControlCatalogue, NamesAreStoredByteForByte) {
+    std::string names;
+    for (const char* name : kControlNames) names += std::string(name) + "|";
+    for (const char* name : kChannelControlNames) names += std::string(name) + "|";
+    EXPECT_EQ(names,
+              "Rewind|Fast Forward|Stop|Play|Record|Fader |Mute |Solo |Aux |Select |Touch Sense |"
+              "Bridge Top Encoder Switch |Bridge Bottom Encoder Switch |Bridge LCD Switch |"
+              "Track Arm |Bridge Top Encoder  |Bridge Bottom Encoder |Bridge Joystick X |"
+              "Bridge Joystick Y |");
+}
+
 TEST(ControlCatalogue, HexFormatting) {
-    char out[16];
-    std::memset(out, 'x', sizeof out);
-    const uint8_t three[] = {0xF0, 0x00, 0x7F};
-    HexDataToCString(three, 3, out);
-    EXPECT_STREQ(out, "F0 00 7F");
-    const uint8_t one[] = {0x0A};
-    HexDataToCString(one, 1, out);
-    EXPECT_STREQ(out, "0A");
-    HexDataToCString(one, 0, out);
-    EXPECT_STREQ(out, "");
-    HexByteToCString(0xBE, out);
-    EXPECT_STREQ(out, "BE");
+    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
+        {{0xF0, 0x00, 0x7F}, "F0 00 7F"}, {{0x0A}, "0A"}, {{}, ""}};
+    for (const auto& [bytes, text] : cases) {
+        std::string out(16, 'x');  // the NUL must be written
+        HexDataToCString(bytes.data(), bytes.size(), out.data());
+        EXPECT_STREQ(out.c_str(), text);
+    }
+    std::string out(3, 'x');
+    HexByteToCString(0xBE, out.data());
+    EXPECT_STREQ(out.c_str(), "BE");
 }
 
 }  // namespace

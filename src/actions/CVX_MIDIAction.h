@@ -1,0 +1,61 @@
+// MIDI actions of the transport buttons: a button sends a user-defined MIDI
+// message of up to eight bytes to the host, and a two-way one (kind 2) also
+// recognises that message when the host sends it back. In the template the
+// byte 0xFD stands for the value (an undefined status byte, so it cannot be
+// mistaken for real MIDI).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "actions/CVX_Action.h"
+
+class UStreamReader;
+
+// MIDI action kinds as stored in the stream; any other value sends nothing.
+constexpr uint32_t kVXMIDISendOnPress = 1;
+constexpr uint32_t kVXMIDISendAndAnswer = 2;  // press and release, and answers host MIDI
+
+// Every template holds this many bytes, whatever its length says.
+constexpr uint32_t kVXMIDIMessageSize = 8;
+
+class CVX_MIDIAction : public CVX_Action {
+  public:
+    // inMessage points at kVXMIDIMessageSize template bytes; all of them are
+    // copied whatever inMessageLength says.
+    CVX_MIDIAction(uint32_t inControlNum, uint16_t inSpeed, const char* inName,
+                   uint32_t inActionType, uint16_t inMessageLength, const uint8_t* inMessage);
+
+    // Sending to the host comes with the MIDI path; until then the action does
+    // nothing and lets the sequence run on.
+    bool ExecuteSelf(int32_t inValue, bool inRepeat) override;
+
+    // Body: 2 bytes skipped, the kind (long), the length (short), then all 8
+    // template bytes. Null for a truncated body or a control that is no button.
+    static std::unique_ptr<CVX_Action> CreateMIDIActionFromStream(uint32_t inControlNum,
+                                                                  uint16_t inSpeed,
+                                                                  const char* inName,
+                                                                  UStreamReader* inReader);
+
+    uint32_t GetActionType() const { return mActionType; }
+    // As stored: a length above 8 is kept here and bounded where bytes are used.
+    uint16_t GetMsgLength() const { return mMsgLength; }
+    const uint8_t* GetMessage() const { return mMessage; }
+    bool AcceptsMIDI() const { return mAcceptsMIDI; }
+
+  protected:
+    // Whether this action takes part in matching host MIDI: kind 2 on a control
+    // whose table entry allows it. Registration with the keyset's unmapper
+    // reads it; it belongs to the responder side once that exists.
+    bool mAcceptsMIDI;
+    uint32_t mActionType;
+    uint16_t mMsgLength;
+    uint8_t mMessage[kVXMIDIMessageSize];
+};
+
+// The only MIDI action ever built. A kind-2 one registers with the unmapper a
+// second time on purpose (the MIDI path adds the registration).
+class CVX_ButtonMIDIAction : public CVX_MIDIAction {
+  public:
+    using CVX_MIDIAction::CVX_MIDIAction;
+};

@@ -1,0 +1,251 @@
+#include "service/CVXService.h"
+
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "model/CVX_KeysetData.h"
+#include "model/UStreamReader.h"
+#include "model/UVX_ControlClass.h"
+#include "model/VXPrefs.h"
+#include "platform/CVXFrontAppSource.h"
+#include "platform/CVXHostMIDIOut.h"
+#include "platform/SVXPlatform.h"
+
+namespace {
+
+constexpr uint8_t kButtonPressed = 0x3F;  // value byte of a pressed transport record
+constexpr uint8_t kNoControl = 0xFF;
+
+}  // namespace
+
+CVXService* CVXService::sSelf = nullptr;
+
+CVXService::CVXService() {
+    sSelf = this;
+    if (InitGlobals()) CreateKeysetData();
+}
+
+CVXService::CVXService(std::vector<uint8_t> inPrefs) {
+    sSelf = this;
+    if (InitGlobals()) CreateKeysetDataFrom(std::move(inPrefs));
+}
+
+CVXService::~CVXService() {
+    // The keysets go first, while the service is still reachable: whatever they
+    // do on the way out finds GetKeysetData() already null.
+    mKeysetData.reset();
+    if (sSelf == this) sSelf = nullptr;
+}
+
+bool CVXService::InitGlobals() {
+    SVXGlobals& g = mGlobals;
+    // Fields the design leaves as the allocation left them are zeroed.
+    std::memset(g.mPremierCaptureWindowName, 0, sizeof g.mPremierCaptureWindowName);
+    g.mProcessMgrLoaded = false;
+    g.mDriverLoaded = false;
+    g.mEditMode = false;
+    g.mTestMode = false;
+    g.mDataIsDirty = false;
+    g.mHasCursorDevManager = false;
+    g.mDataChangedByShim = false;
+    g.mSnapBackSchedualed = false;
+    g.mCursorHidden = false;
+    g.mProToolsMode = false;
+    g.mLastTransportControl = 2;
+    g.mLastBankSelect = 0xFF;
+    g.mLastKnownCursorPos = 0;
+    g.mDebugCtr1 = 0;
+    g.mDebugCtr2 = 0;
+    std::memset(g.mDebugBuf, 0, sizeof g.mDebugBuf);
+    g.mDebugBufCtr = 0;
+    g.mLastActiveChannel = 0;
+    g.mCurrentAppSpecificTask = nullptr;
+    g.mKeysetData = nullptr;
+    g.mUnitCount = 0;
+    g.mChannelCount = 0;
+    for (uint32_t i = 0; i < 5; ++i) {
+        g.mPreviousControlStatusMap[i] = 0;
+        g.mControlStatusMap[i] = 0;
+    }
+
+    SVXControlStatus& s = g.mControlStatus;
+    s.mPreviousControlStatus = g.mPreviousControlStatusMap;
+    s.mControlStatus = g.mControlStatusMap;
+    s.mWheelInMotion = false;
+    s.mRingInMotion = false;
+    s.mAbsoluteWheelValue = 0;
+    s.mRelativeWheelValue = 0;
+    s.mPreviousRingValue = 0;
+    s.mRingValue = 0;
+    for (uint32_t i = 0; i < 3; ++i) {
+        s.mJoystickValues[i] = 0;
+        s.mPreviousJoystickValues[i] = 0;
+    }
+    s.mLastWheelTick = 0;
+    s.mLatchedControl = 0xFFFFFFFF;
+    s.mLastWheelDir = 0;
+    s.mLastActiveControl = 2;
+    // The design stores 2 into mLastActiveControl a second time where one would
+    // expect mLastInactiveControl, leaving this field uninitialised. Nothing
+    // reads it before the first release sets it; 0 stands for "none yet" rather
+    // than stale memory.
+    s.mLastInactiveControl = 0;
+    s.mLastCommand = 0;
+    s.mLastSubCommand = 0;
+    return true;
+}
+
+bool CVXService::CreateKeysetData() {
+    std::vector<uint8_t> prefs;
+    LoadPreferences(prefs);  // leaves prefs empty when there is no file to read
+    return CreateKeysetDataFrom(std::move(prefs));
+}
+
+bool CVXService::CreateKeysetDataFrom(std::vector<uint8_t> inPrefs) {
+    // A set made again replaces the old one; the old one goes first, so that
+    // two sets never share the latch and the master timer.
+    mKeysetData.reset();
+    mKeysetData = std::make_unique<CVX_KeysetData>();
+    if (!mKeysetData || inPrefs.empty()) return false;
+    UStreamReader reader(std::move(inPrefs));
+    mKeysetData->UpdateFromStream(&reader);
+    return true;
+}
+
+bool CVXService::GetControlStatus(const int8_t* inRecord, uint8_t* outControl, uint8_t* outChannel,
+                                  int16_t* outValue) {
+    if (!inRecord || !outControl || !outChannel || !outValue) return false;
+    *outChannel = 0;
+    const uint8_t* record = reinterpret_cast<const uint8_t*>(inRecord);
+    // Every byte read below is bounded by the record's own length byte: the
+    // parser's records always hold what their kind needs, but a short record
+    // (say 2, 160) would otherwise have its value taken from whatever follows
+    // it. A record too short for its kind decodes as no control and leaves the
+    // status alone.
+    uint32_t length = record[0];
+    if (length < 2) {
+        *outControl = kNoControl;
+        return false;
+    }
+    uint8_t k = record[1];
+    if (k == kNoControl) return false;
+
+    SVXControlStatus& status = mGlobals.mControlStatus;
+    bool result = false;
+    bool active = false;
+    if (UVX_ControlClass::IsChannelControl(k)) {
+        if (length >= 4) {
+            uint8_t v = record[2];
+            *outChannel = v;
+            *outValue = record[3];
+            mGlobals.mLastActiveChannel = v;
+            if (UVX_ControlClass::IsChannelFader(k) || record[3] != 0) {
+                status.mLastActiveControl = k;
+                active = true;
+            } else {
+                status.mLastInactiveControl = k;
+            }
+            result = true;
+        }
+    } else if (UVX_ControlClass::IsButton(k)) {
+        if (length >= 3) {
+            uint8_t v = record[2];
+            status.mLastSubCommand = v;
+            if (v == kButtonPressed) {
+                status.mLastActiveControl = k;
+                *outValue = 1;
+                active = true;
+            } else {
+                // Any value but the pressed one counts as a release.
+                status.mLastInactiveControl = k;
+                *outValue = 0;
+            }
+            result = true;
+        }
+    }
+    if (result && k < 5) mGlobals.mControlStatusMap[k] = active ? 1 : 0;
+    *outControl = k;
+    return result;
+}
+
+void CVXService::Service(const uint8_t* record) {
+    // The front application first, for every record, so that the record runs
+    // in the keyset of the application that is in front now.
+    CheckForProcessChange();
+    if (!record) return;
+
+    uint8_t control = 0;
+    uint8_t channel = 0;
+    int16_t value = 0;
+    if (GetControlStatus(reinterpret_cast<const int8_t*>(record), &control, &channel, &value)) {
+        if (!mKeysetData) return;
+        CVX_Keyset* keyset = mKeysetData->GetKeysetAt(mKeysetData->GetCurrentKeysetIndex());
+        if (!keyset) return;
+        keyset->SetCurrentControl(control);
+
+        // Only one transport control stays latched: any other transport
+        // button, pressed or released, releases the latch before its own
+        // actions run. Channel controls never touch it.
+        if (control != CVX_KeysetData::GetLatchedControl() &&
+            UVX_ControlClass::IsTransportControl(control)) {
+            CVX_KeysetData::UnlatchLatchedControl();
+        }
+
+        if (UVX_ControlClass::IsChannelControl(control)) {
+            CVX_ChannelControlData* cc = keyset->GetChannelControlAt(control, channel);
+            if (!cc) return;
+            keyset->SetCurrentChannel(channel);
+            if (!mGlobals.mEditMode) {
+                cc->Execute(value);
+            } else {
+                cc->ExecuteEditMode(value);
+            }
+        } else {
+            // A bank button; number 5 has no record in the bank.
+            CVX_ControlData* ctl = keyset->GetControlAt(control, keyset->GetCurrentBank());
+            if (!ctl) return;
+            if (!mGlobals.mEditMode) {
+                ctl->Execute(0, value);
+            } else {
+                ctl->ExecuteEditMode(value);
+            }
+        }
+        return;
+    }
+
+    // A pass-through MIDI message: the bytes after kind and length go to the
+    // host as one packet. The length byte is signed, as the parser's records
+    // never exceed 127 bytes; checking it first keeps the kind byte of a
+    // 0- or 1-byte record unread.
+    int8_t length = static_cast<int8_t>(record[0]);
+    if (length > 2 && record[1] == kVXRawMIDIMessage) {
+        if (CVXHostMIDIOut* host = SVXPlatform::Get().hostMIDI) {
+            host->Send(record + 2, static_cast<size_t>(length - 2));
+        }
+    }
+    // Anything else is dropped.
+}
+
+void CVXService::CheckForProcessChange() {
+    // The keyset the editor works on must not change under it.
+    if (mGlobals.mEditMode) return;
+    uint32_t signature = 0;
+    if (!GetFrontProcessSig(&signature)) return;
+    if (!mKeysetData) return;
+    uint32_t index = mKeysetData->FindKeysetIndexForSig(signature);
+    if (index != mKeysetData->GetCurrentKeysetIndex()) mKeysetData->SetCurrentKeyset(index);
+}
+
+bool CVXService::GetFrontProcessSig(uint32_t* outSignature) {
+    CVXFrontAppSource* front = SVXPlatform::Get().frontApp;
+    if (!front || !outSignature) return false;
+    uint32_t signature = 0;
+    if (!front->GetFrontSignature(signature)) return false;
+    *outSignature = signature;
+    return true;
+}
+
+bool CVXService::GetFrontProcessName(uint8_t* /*outName*/) {
+    return false;
+}

@@ -1,0 +1,160 @@
+// The real sd-event loop: timers on the grid, release and cancellation from
+// inside callbacks, exit codes, termination signals and fd watches. Runs are a
+// few dozen milliseconds; no assertion depends on how fast the machine is.
+#include "platform/CVXSdEventLoop.h"
+
+#include <gtest/gtest.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Runs the loop; -1000 means that a broken loop never reached the test's own
+// exit within a second.
+int RunGuarded(CVXSdEventLoop& loop) {
+    loop.AddOneShotTimer(1000000, [&loop] { loop.Exit(-1000); });
+    return loop.Run();
+}
+
+// One firing of a repeating timer: the grid point it fired for, the time its
+// callback started and the time the callback was about to return.
+struct SFiring {
+    uint64_t due, at, done;
+};
+
+TEST(SdEventLoop, RepeatingTimerStaysOnItsGridAndSkipsMissedPoints) {
+    constexpr uint64_t kPeriod = 2000;
+    CVXSdEventLoop loop;
+    ASSERT_TRUE(loop.Valid());
+    std::vector<SFiring> firings;
+    CVXEventLoop::TimerId timer = 0;
+    const uint64_t before = loop.NowMicros();
+    timer = loop.AddRepeatingTimer(kPeriod, [&] {
+        const uint64_t due = loop.DueMicros(timer), at = loop.NowMicros();
+        // Work every time, as a slow action would (timing from the callback
+        // would leave the grid), and once a stall over two grid points
+        // (catch-up would burst).
+        std::this_thread::sleep_for(
+            std::chrono::microseconds(firings.size() == 2 ? kPeriod * 5 / 2 : kPeriod / 4));
+        if (firings.size() == 6) loop.Exit(0);
+        firings.push_back({due, at, loop.NowMicros()});
+    });
+    const uint64_t after = loop.NowMicros();
+    EXPECT_EQ(RunGuarded(loop), 0);
+    ASSERT_EQ(firings.size(), 7u);
+    // The grid starts when the timer was added; every firing is for a point on
+    // it, never early, and for a point that lay ahead when the callback
+    // before it returned.
+    const uint64_t origin = firings[0].due - kPeriod;
+    EXPECT_GE(origin, before);
+    EXPECT_LE(origin, after);
+    for (size_t i = 0; i < firings.size(); ++i) {
+        EXPECT_EQ((firings[i].due - origin) % kPeriod, 0u) << i;
+        EXPECT_GE(firings[i].at, firings[i].due) << i;
+        EXPECT_TRUE(i == 0 || firings[i].due > firings[i - 1].done) << i;
+    }
+}
+
+TEST(SdEventLoop, OneShotFiresOnceAndIsReleasedBeforeTheNextTimer) {
+    CVXSdEventLoop loop;
+    auto token = std::make_shared<int>(0);
+    std::weak_ptr<int> watch = token;
+    int fired = 0;
+    loop.AddOneShotTimer(2000, [&fired, token] { ++fired; });
+    token.reset();
+    // Exits with 1 if the fired timer still holds its captures.
+    loop.AddOneShotTimer(8000, [&] { loop.Exit(watch.expired() ? 0 : 1); });
+    EXPECT_EQ(RunGuarded(loop), 0);
+    EXPECT_EQ(fired, 1);
+}
+
+TEST(SdEventLoop, CallbacksCancelThemselvesAndEachOther) {
+    CVXSdEventLoop loop;
+    // A repeating timer that cancels itself on its third firing. The test
+    // ends three periods later (timers fire in due order, so a fourth firing
+    // would come first), with 1 if the cancelled timer still holds its captures.
+    auto token = std::make_shared<int>(0);
+    std::weak_ptr<int> selfToken = token;
+    int selfCount = 0;
+    CVXEventLoop::TimerId self = 0;
+    self = loop.AddRepeatingTimer(1000, [&, token] {
+        if (++selfCount != 3) return;
+        loop.CancelTimer(self);
+        loop.AddOneShotTimer(3000, [&] { loop.Exit(selfToken.expired() ? 0 : 1); });
+    });
+    token.reset();
+    // Two one-shots due together, each cancelling the other: the first one
+    // added runs, the other must not.
+    std::vector<int> pair;
+    CVXEventLoop::TimerId first = 0, second = 0;
+    first = loop.AddOneShotTimer(2000, [&] {
+        pair.push_back(1);
+        loop.CancelTimer(second);
+    });
+    second = loop.AddOneShotTimer(2000, [&] {
+        pair.push_back(2);
+        loop.CancelTimer(first);
+    });
+    EXPECT_EQ(RunGuarded(loop), 0);
+    EXPECT_EQ(selfCount, 3);
+    EXPECT_EQ(pair, (std::vector<int>{1}));
+}
+
+TEST(SdEventLoop, ExitEndsRunWithItsCode) {
+    CVXSdEventLoop loop;
+    int later = 0;
+    loop.AddOneShotTimer(1000, [&] { loop.Exit(42); });
+    loop.AddOneShotTimer(200000, [&] { ++later; });
+    EXPECT_EQ(RunGuarded(loop), 42);
+    EXPECT_EQ(later, 0);
+    EXPECT_EQ(loop.Run(), 42);  // an sd-event loop runs once
+}
+
+TEST(SdEventLoop, TerminationSignalsEndRunWithZeroAndTheProcessLivesOn) {
+    for (int signal : {SIGINT, SIGTERM}) {
+        CVXSdEventLoop loop;
+        loop.AddOneShotTimer(1000, [signal] { kill(getpid(), signal); });
+        loop.AddOneShotTimer(300000, [&] { loop.Exit(99); });  // the signal was lost
+        EXPECT_EQ(RunGuarded(loop), 0) << signal;
+        sigset_t mask;
+        sigprocmask(SIG_SETMASK, nullptr, &mask);
+        EXPECT_FALSE(sigismember(&mask, signal)) << "the mask is restored after Run";
+    }
+}
+
+TEST(SdEventLoop, IOWatchReportsReadinessUntilRemovedFromItsOwnCallback) {
+    int fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    auto post = [fd](uint64_t v) { EXPECT_EQ(write(fd, &v, sizeof v), 8); };
+    CVXSdEventLoop loop;
+    std::vector<uint64_t> values;
+    CVXSdEventLoop::WatchId watch = 0;
+    watch = loop.AddIOWatch(fd, EPOLLIN, [&](uint32_t inRevents) {
+        uint64_t value = 0;
+        if ((inRevents & EPOLLIN) && read(fd, &value, sizeof value) == sizeof value)
+            values.push_back(value);
+        if (values.size() == 1) return post(5);
+        loop.RemoveIOWatch(watch);  // the next value stays unread
+        post(11);
+        loop.AddOneShotTimer(5000, [&] { loop.Exit(0); });
+    });
+    ASSERT_NE(watch, 0u);
+    loop.AddOneShotTimer(1000, [&] { post(3); });  // wakes the idle loop
+    EXPECT_EQ(RunGuarded(loop), 0);
+    EXPECT_EQ(values, (std::vector<uint64_t>{3, 5}));
+    EXPECT_EQ(loop.PendingWatches(), 0u);
+    uint64_t left = 0;
+    EXPECT_EQ(read(fd, &left, sizeof left), 8);
+    EXPECT_EQ(left, 11u);
+    close(fd);
+}
+
+}  // namespace
