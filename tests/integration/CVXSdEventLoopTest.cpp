@@ -157,4 +157,22 @@ TEST(SdEventLoop, IOWatchReportsReadinessUntilRemovedFromItsOwnCallback) {
     close(fd);
 }
 
+// Objects captured by pending callbacks may cancel other timers as they die
+// (a delay action's destructor does): tearing the loop down must cope, and
+// ASan would see a freed record otherwise.
+TEST(SdEventLoop, DestroyedWithPendingCallbacksWhoseCapturesCancelTimers) {
+    struct SCanceller {
+        CVXSdEventLoop* loop;
+        CVXEventLoop::TimerId other;
+        ~SCanceller() { loop->CancelTimer(other); }
+    };
+    auto loop = std::make_unique<CVXSdEventLoop>();
+    CVXEventLoop::TimerId first = loop->AddOneShotTimer(1000000, [] {});
+    std::shared_ptr<SCanceller> canceller(new SCanceller{loop.get(), first});
+    loop->AddRepeatingTimer(1000000, [canceller] {});
+    canceller.reset();
+    EXPECT_EQ(loop->PendingTimers(), 2u);
+    loop.reset();
+}
+
 }  // namespace
