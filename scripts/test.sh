@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
-# The whole check: build and test the default and sanitizer builds, build and
-# briefly run the benchmarks, and run every fuzz target. Stops at the first
-# failure.
+# The whole check: build and test the default and sanitizer builds (unit and
+# integration tests, vxctl against the examples), build and briefly run the
+# benchmarks, and run every fuzz target. Stops at the first failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 FUZZ_RUNS=${FUZZ_RUNS:-50000}
+
+# A fresh machine gets its packages first; this is a no-op once they are there.
+scripts/install-deps.sh
 
 echo "== default build and tests"
 cmake --preset default
