@@ -5,8 +5,6 @@
 #include "actions/CVX_KeyAction.h"
 #include "model/CVX_KeysetData.h"
 #include "model/UStreamReader.h"
-#include "platform/CVXEventPoster.h"
-#include "platform/SVXPlatform.h"
 
 namespace {
 
@@ -47,11 +45,7 @@ std::unique_ptr<CVX_Action> CVX_AppSpecificAction::CreateAppSpecificActionFromSt
 
 void CVX_AppSpecificAction::PostKeyEvent(uint16_t inCharCode, uint16_t inKeyCode,
                                          int16_t inModifiers, bool inPressed, bool /*inRepeat*/) {
-    if (inPressed) CVX_KeyAction::PostModifierKeys(inModifiers, true);
-    if (CVXEventPoster* poster = SVXPlatform::Get().poster) {
-        poster->PostKeyboardEvent(static_cast<uint8_t>(inCharCode), inKeyCode, inPressed);
-    }
-    if (!inPressed) CVX_KeyAction::PostModifierKeys(inModifiers, false);
+    CVX_KeyAction::PostKeyWithModifiers(inCharCode, inKeyCode, inModifiers, inPressed);
 }
 
 void CVX_AppSpecificAction::ToggleShuttle(uint16_t inShuttleKey) {

@@ -59,11 +59,16 @@ void CVX_KeyAction::PostModifierKeys(int16_t inModifiers, bool inKeyDown) {
     }
 }
 
-void CVX_KeyAction::PostKeyEvent(bool inPressed, bool /*inRepeat*/) {
-    if (inPressed) PostModifierKeys(mModifiers, true);
-    PostKey(mCharCode, mKeyCode, inPressed);
+void CVX_KeyAction::PostKeyWithModifiers(uint16_t inCharCode, uint16_t inKeyCode,
+                                         int16_t inModifiers, bool inPressed) {
+    if (inPressed) PostModifierKeys(inModifiers, true);
+    PostKey(inCharCode, inKeyCode, inPressed);
     // Released in the order they were pressed (command first), not reversed.
-    if (!inPressed) PostModifierKeys(mModifiers, false);
+    if (!inPressed) PostModifierKeys(inModifiers, false);
+}
+
+void CVX_KeyAction::PostKeyEvent(bool inPressed, bool /*inRepeat*/) {
+    PostKeyWithModifiers(mCharCode, mKeyCode, mModifiers, inPressed);
 }
 
 bool CVX_ButtonKeyAction::ExecuteSelf(int32_t inValue, bool inRepeat) {

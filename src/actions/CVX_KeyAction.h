@@ -38,6 +38,10 @@ class CVX_KeyAction : public CVX_Action {
     // The modifier keys of inModifiers, down or up, always in the order
     // command, shift, caps lock, option, control; other bits post nothing.
     static void PostModifierKeys(int16_t inModifiers, bool inKeyDown);
+    // One key transition with the modifier keys of inModifiers, as
+    // PostKeyEvent posts it; shared with the application-specific actions.
+    static void PostKeyWithModifiers(uint16_t inCharCode, uint16_t inKeyCode, int16_t inModifiers,
+                                     bool inPressed);
 
     int16_t GetModifiers() const { return mModifiers; }
     uint16_t GetKeyCode() const { return mKeyCode; }
