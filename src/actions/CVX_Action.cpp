@@ -9,19 +9,7 @@
 #include "actions/CVX_SpecialAction.h"
 #include "model/CVX_ControlData.h"
 #include "model/UStreamReader.h"
-#include "platform/CVXEventLoop.h"
 #include "platform/SVXPlatform.h"
-
-namespace {
-
-// Seconds on the loop's clock; without a loop there is no time, and every
-// comparison then sees 0.
-double Now() {
-    CVXEventLoop* loop = SVXPlatform::Get().loop;
-    return loop ? loop->Now() : 0.0;
-}
-
-}  // namespace
 
 CVX_Action::CVX_Action(uint32_t inControlNum, uint16_t inSpeed, const char* inName)
     : mControlNum(inControlNum), mSpeed(inSpeed), mName(inName ? inName : "") {}
@@ -34,7 +22,7 @@ CVX_Action::~CVX_Action() {
 
 void CVX_Action::Execute(CVX_ControlData* inControlData, uint32_t inIndex, int32_t inValue,
                          bool inRepeat) {
-    double now = Now();
+    double now = SVXPlatform::Now();
     mValue = inValue;
     mLastExecute = now;
     // The record runs the next action (and stops past the end of its
@@ -46,7 +34,7 @@ void CVX_Action::Execute(CVX_ControlData* inControlData, uint32_t inIndex, int32
 }
 
 void CVX_Action::ExecuteRepeat() {
-    double now = Now();
+    double now = SVXPlatform::Now();
     if (mValue == 0) {
         // The release went past without reaching ExecuteSelf, or this is a
         // second entry of the same action: leave the timer now.
@@ -70,7 +58,7 @@ void CVX_Action::SchedualRepeat(double inDelayInterval, double inRepeatInterval)
     mDelayInterval = inDelayInterval;
     mCurInterval = inDelayInterval;
     mRepeatInterval = inRepeatInterval;
-    mLastRepeat = Now();
+    mLastRepeat = SVXPlatform::Now();
     CVX_MasterTimer::AddClient(this);  // a second press adds a second entry
 }
 

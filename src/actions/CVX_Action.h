@@ -41,6 +41,9 @@ constexpr double kOneHundredthOfASecond = 0.01;
 // Every button action record occupies exactly this many bytes of the stream.
 constexpr uint32_t kVXActionRecordSize = 156;
 
+// 'VX4X', the editor application: the address of every control's editor action.
+constexpr uint32_t kVXEditorSignature = 0x56583458;
+
 class CVX_Action {
   public:
     CVX_Action() : CVX_Action(0, 0, "") {}

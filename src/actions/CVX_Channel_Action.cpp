@@ -8,31 +8,13 @@
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
 #include "platform/CVXAppNotifier.h"
-#include "platform/CVXEventLoop.h"
 #include "platform/SVXPlatform.h"
-
-namespace {
-
-constexpr uint32_t kFaderSpecialType = 65;
-constexpr uint32_t kButtonSpecialType = 66;
-
-double Now() {
-    CVXEventLoop* loop = SVXPlatform::Get().loop;
-    return loop ? loop->Now() : 0.0;
-}
-
-uint32_t SignatureOfKeysetUnderConstruction() {
-    CVX_Keyset* keyset = CVX_Keyset::GetKeysetUnderConstruction();
-    return keyset ? keyset->GetSignature() : 0;
-}
-
-}  // namespace
 
 CVX_Channel_Action::CVX_Channel_Action(const char* inName, uint32_t inControlNum, int32_t inChannel)
     : mName(inName), mControlNum(inControlNum), mChannel(inChannel) {}
 
 bool CVX_Channel_Action::TimeToExecute() {
-    double now = Now();
+    double now = SVXPlatform::Now();
     if (now - mLastExecute >= 2 * kOneTickInSeconds) {
         mLastExecute = now;
         return true;
@@ -91,9 +73,9 @@ CVX_Channel_SpecialAction::CVX_Channel_SpecialAction(uint32_t inAppSig, uint32_t
     : CVX_Channel_Action(inName, inControlNum, inChannel),
       mAppSignature(inAppSig),
       mSpecialActionType(inType),
-      mEventID(inType == kFaderSpecialType    ? VXTag("QFad")
-               : inType == kButtonSpecialType ? VXTag("QCBt")
-                                              : 0) {}
+      mEventID(inType == kVXFaderSpecialType    ? VXTag("QFad")
+               : inType == kVXButtonSpecialType ? VXTag("QCBt")
+                                                : 0) {}
 
 bool CVX_Channel_SpecialAction::Execute(CVX_ChannelControlData*, int32_t inValue) {
     if (mEventID == 0) return false;
@@ -125,14 +107,14 @@ std::unique_ptr<CVX_Channel_Action> CVX_Channel_SpecialAction::CreateChannelSpec
     // The kind of special action follows from the control alone.
     uint32_t type;
     if (UVX_ControlClass::IsChannelFader(inControlType)) {
-        type = kFaderSpecialType;
+        type = kVXFaderSpecialType;
     } else if (UVX_ControlClass::IsChannelButton(inControlType)) {
-        type = kButtonSpecialType;
+        type = kVXButtonSpecialType;
     } else {
         return nullptr;
     }
-    return std::make_unique<CVX_Channel_SpecialAction>(SignatureOfKeysetUnderConstruction(), type,
-                                                       inName, inControlType,
+    return std::make_unique<CVX_Channel_SpecialAction>(CVX_Keyset::GetSignatureUnderConstruction(),
+                                                       type, inName, inControlType,
                                                        static_cast<int32_t>(inChannel));
 }
 

@@ -13,6 +13,11 @@
 class CVX_ChannelControlData;
 class UStreamReader;
 
+// Channel special-action types: a fader's move sends 'QFad', a channel
+// button's 'QCBt'.
+constexpr uint32_t kVXFaderSpecialType = 65;
+constexpr uint32_t kVXButtonSpecialType = 66;
+
 class CVX_Channel_Action {
   public:
     CVX_Channel_Action(const char* inName, uint32_t inControlNum, int32_t inChannel);

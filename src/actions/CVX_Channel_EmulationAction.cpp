@@ -57,8 +57,7 @@ CVX_Channel_EmulationAction::CreateChannelEmulationActionFromStream(UStreamReade
     }
     // The application is that of the keyset being built; with none (an action
     // built on its own) there is no application and no scaling applies.
-    CVX_Keyset* keyset = CVX_Keyset::GetKeysetUnderConstruction();
-    uint32_t appSig = keyset ? keyset->GetSignature() : 0;
+    uint32_t appSig = CVX_Keyset::GetSignatureUnderConstruction();
     if (mode == kVXEmulationModeC && inControlType == kVXChannelSelect) {
         return std::make_unique<CVX_EmulationModeCSelectAction>(inChannel, inName, msgLength,
                                                                 message, acceptsMIDI != 0, appSig);

@@ -45,11 +45,10 @@ std::unique_ptr<CVX_SpecialAction> CVX_SpecialAction::Create_VX_SpecialAction(ui
                                                                               uint32_t inControlNum,
                                                                               uint16_t inSpeed,
                                                                               const char* inName) {
-    CVX_Keyset* keyset = CVX_Keyset::GetKeysetUnderConstruction();
-    uint32_t signature = keyset ? keyset->GetSignature() : 0;
     if (inCode != kVXNotifyButton) return nullptr;
-    return std::make_unique<CVX_ButtonSpecialAction>(signature, kVXNotifyButton, inControlNum,
-                                                     inSpeed, inName);
+    return std::make_unique<CVX_ButtonSpecialAction>(CVX_Keyset::GetSignatureUnderConstruction(),
+                                                     kVXNotifyButton, inControlNum, inSpeed,
+                                                     inName);
 }
 
 std::unique_ptr<CVX_Action> CVX_SpecialAction::CreateSpecialActionFromStream(

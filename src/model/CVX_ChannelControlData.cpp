@@ -2,12 +2,6 @@
 
 #include "model/UVX_ControlClass.h"
 
-namespace {
-constexpr uint32_t kEditorSignature = 0x56583458;  // 'VX4X', the editor application
-constexpr uint32_t kFaderSpecialType = 65;
-constexpr uint32_t kButtonSpecialType = 66;
-}  // namespace
-
 bool CVX_ChannelActionSequence::AddAction(std::unique_ptr<CVX_Channel_Action> inAction) {
     if (!mActions.empty()) return false;
     mActions.push_back(std::move(inAction));
@@ -73,14 +67,14 @@ CVX_Channel_Action* CVX_ChannelControlData::GetActionAt(uint32_t) const {
 
 bool CVX_ChannelFaderData::MakeEditorAction() {
     mEditorAction = std::make_unique<CVX_Channel_SpecialAction>(
-        kEditorSignature, kFaderSpecialType, "fader editor action", kVXChannelFader,
+        kVXEditorSignature, kVXFaderSpecialType, "fader editor action", kVXChannelFader,
         static_cast<int32_t>(mChannel));
     return mEditorAction != nullptr;
 }
 
 bool CVX_ChannelButtonData::MakeEditorAction() {
     mEditorAction = std::make_unique<CVX_Channel_SpecialAction>(
-        kEditorSignature, kButtonSpecialType, "button editor action", mControlType,
+        kVXEditorSignature, kVXButtonSpecialType, "button editor action", mControlType,
         static_cast<int32_t>(mChannel));
     return mEditorAction != nullptr;
 }

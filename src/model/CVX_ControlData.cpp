@@ -4,11 +4,6 @@
 #include "model/CVX_KeysetData.h"
 #include "model/UVX_ControlClass.h"
 
-namespace {
-constexpr uint32_t kEditorSignature = 0x56583458;  // 'VX4X', the editor application
-constexpr uint32_t kNotifyButtonValue = 191;
-}  // namespace
-
 void CVX_ActionSequence::AddAction(std::unique_ptr<CVX_Action> inAction) {
     mActions.push_back(std::move(inAction));
 }
@@ -72,7 +67,7 @@ CVX_ButtonData::CVX_ButtonData(const char* inControlName, const char* inAssigned
       mIsTransportControl(UVX_ControlClass::IsTransportControl(inControlNum)) {}
 
 bool CVX_ButtonData::MakeEditorAction() {
-    mEditorAction = std::make_unique<CVX_ButtonSpecialAction>(kEditorSignature, kNotifyButtonValue,
+    mEditorAction = std::make_unique<CVX_ButtonSpecialAction>(kVXEditorSignature, kVXNotifyButton,
                                                               mControlNum, 1, "Editor Action");
     return mEditorAction != nullptr;
 }

@@ -119,6 +119,11 @@ class CVX_Keyset {
     static void SetKeysetUnderConstruction(CVX_Keyset* inKeyset) {
         sKeysetUnderConstruction = inKeyset;
     }
+    // The application of the keyset under construction, which the actions
+    // built for it address; 0 when no keyset is being built.
+    static uint32_t GetSignatureUnderConstruction() {
+        return sKeysetUnderConstruction ? sKeysetUnderConstruction->mSignature : 0;
+    }
 
   private:
     static CVX_Keyset* sKeysetUnderConstruction;

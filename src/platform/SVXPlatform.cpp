@@ -16,6 +16,10 @@ void SVXPlatform::Install(const SVXPlatform& inPlatform) {
     sPlatform = inPlatform;
 }
 
+double SVXPlatform::Now() {
+    return sPlatform.loop ? sPlatform.loop->Now() : 0.0;
+}
+
 uint64_t CVXEventLoop::SecondsToMicros(double inSeconds) {
     if (!(inSeconds > 0)) return 0;  // negative and NaN delays fire at once
     double micros = std::ceil(inSeconds * 1e6 - 1e-6);

@@ -23,4 +23,7 @@ struct SVXPlatform {
     static SVXPlatform& Get();
     static void Install(const SVXPlatform& inPlatform);
     static void Uninstall() { Install(SVXPlatform{}); }
+    // Seconds on the installed loop's clock, as actions compare times; without
+    // a loop there is no time, and every comparison then sees 0.
+    static double Now();
 };
