@@ -26,8 +26,9 @@ class CVX_MIDIAction : public CVX_Action {
     CVX_MIDIAction(uint32_t inControlNum, uint16_t inSpeed, const char* inName,
                    uint32_t inActionType, uint16_t inMessageLength, const uint8_t* inMessage);
 
-    // Sending to the host comes with the MIDI path; until then the action does
-    // nothing and lets the sequence run on.
+    // Sending to the host comes with the MIDI path; until then nothing is
+    // sent. Either way a MIDI action ends its chain: the actions after it in
+    // the sequence do not run from this execution.
     bool ExecuteSelf(int32_t inValue, bool inRepeat) override;
 
     // Body: 2 bytes skipped, the kind (long), the length (short), then all 8

@@ -107,7 +107,7 @@ bool CVXService::CreateKeysetDataFrom(std::vector<uint8_t> inPrefs) {
     // two sets never share the latch and the master timer.
     mKeysetData.reset();
     mKeysetData = std::make_unique<CVX_KeysetData>();
-    if (!mKeysetData || inPrefs.empty()) return false;
+    if (inPrefs.empty()) return false;
     UStreamReader reader(std::move(inPrefs));
     mKeysetData->UpdateFromStream(&reader);
     return true;

@@ -13,7 +13,9 @@ int Usage() {
                  "  decode [--midi] [--records] [--prefs FILE] [--app SIGN] [CAPTURE|-]\n"
                  "      replay a capture of surface reads through the parser and the keysets\n"
                  "  keyset dump FILE\n"
-                 "      list the keysets of a preferences file\n";
+                 "      list the keysets of a preferences file\n"
+                 "  keyset example FILE\n"
+                 "      write a small keyset file to start from\n";
     return 2;
 }
 }  // namespace
