@@ -23,7 +23,6 @@ class CVX_MasterTimer {
     // Schedules the repeating timer on the platform loop (period kVXTickMicros).
     void Start();
     void Stop();
-    bool IsRunning() const { return mTimer != 0; }
 
     // Both do nothing while no master timer exists.
     static void AddClient(CVX_Action* inAction);     // appends, duplicates allowed

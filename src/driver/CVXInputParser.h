@@ -18,9 +18,6 @@ class CVXInputParser {
     CVXInputParser(CVXRecordSink* inService = nullptr, CVXHostMIDIOut* inHost = nullptr)
         : mService(inService), mHost(inHost) {}
 
-    void SetService(CVXRecordSink* inService) { mService = inService; }
-    void SetHostMIDIOut(CVXHostMIDIOut* inHost) { mHost = inHost; }
-
     // Entry point: the bytes of one completed bulk read.
     void ProcessVXData(const uint8_t* data, size_t length);
 
