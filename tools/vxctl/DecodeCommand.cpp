@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
 
 #include "HexInput.h"
@@ -99,13 +98,6 @@ int Usage() {
     return 2;
 }
 
-bool ReadFile(const std::string& inPath, std::vector<uint8_t>& outBytes) {
-    std::ifstream file(inPath, std::ios::binary);
-    if (!file) return false;
-    outBytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    return !file.bad();
-}
-
 }  // namespace
 
 int RunDecode(const std::vector<std::string>& inArgs) {
@@ -152,7 +144,7 @@ int RunDecode(const std::vector<std::string>& inArgs) {
         return 1;
     }
     std::vector<uint8_t> prefs;
-    if (!prefsPath.empty() && !ReadFile(prefsPath, prefs)) {
+    if (!prefsPath.empty() && !ReadBinaryFile(prefsPath, prefs)) {
         std::cerr << "vxctl decode: cannot read '" << prefsPath << "'\n";
         return 1;
     }

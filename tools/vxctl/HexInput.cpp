@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 
 #include "driver/VXBridgeFraming.h"
 #include "model/UVX_ControlClass.h"
@@ -86,6 +88,13 @@ std::string HexString(const uint8_t* bytes, size_t length) {
     HexDataToCString(bytes, length, text.data());
     text.resize(length == 0 ? 0 : 3 * length - 1);
     return text;
+}
+
+bool ReadBinaryFile(const std::string& inPath, std::vector<uint8_t>& outBytes) {
+    std::ifstream file(inPath, std::ios::binary);
+    if (!file) return false;
+    outBytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return !file.bad();
 }
 
 }  // namespace vxctl

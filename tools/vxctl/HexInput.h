@@ -27,4 +27,7 @@ bool ReadCapture(std::istream& in, bool inMIDI, std::vector<SCaptureStep>& outSt
 
 std::string HexString(const uint8_t* bytes, size_t length);
 
+// The whole file; false when it cannot be opened or read.
+bool ReadBinaryFile(const std::string& inPath, std::vector<uint8_t>& outBytes);
+
 }  // namespace vxctl

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "ActionText.h"
+#include "HexInput.h"
 #include "model/CVXKeysetStreamWriter.h"
 #include "model/CVX_KeysetData.h"
 #include "model/UStreamReader.h"
@@ -98,13 +98,11 @@ int WriteExample(const std::string& inPath) {
 int RunKeyset(const std::vector<std::string>& inArgs) {
     if (inArgs.size() == 2 && inArgs[0] == "example") return WriteExample(inArgs[1]);
     if (inArgs.size() != 2 || inArgs[0] != "dump") return Usage();
-    std::ifstream file(inArgs[1], std::ios::binary);
-    if (!file) {
-        std::cerr << "vxctl keyset dump: cannot open '" << inArgs[1] << "'\n";
+    std::vector<uint8_t> bytes;
+    if (!ReadBinaryFile(inArgs[1], bytes)) {
+        std::cerr << "vxctl keyset dump: cannot read '" << inArgs[1] << "'\n";
         return 1;
     }
-    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
-                               std::istreambuf_iterator<char>());
 
     CVXVirtualLoop loop;
     SVXPlatform platform;
