@@ -333,4 +333,15 @@ TEST_F(KeysetStreamTest, UpdatesBuildForTheAddressedKeysetAndRefillsKeepTheButto
     EXPECT_EQ(Play()->GetActionAt(0), button);
 }
 
+// A name longer than its field is cut, and the rest of it stays in the stream:
+// the next tag is read from inside the name, and the added keyset fails.
+TEST_F(KeysetStreamTest, OverLongNameMisalignsTheRestOfTheRecord) {
+    W w;
+    Keyset(w, std::string(40, 'N'));
+    EXPECT_FALSE(Run(&CVX_KeysetData::NewKeysetFromStream, w));
+    EXPECT_EQ(mOut, "string length changed\n" + kKeysetFailed);
+    EXPECT_EQ(mPos, 4u + 4u + 32u + 4u);  // Kyst, St31, the cut name, one "tag" of letters
+    EXPECT_EQ(mData.GetNumKeysets(), 2u);
+}
+
 }  // namespace
