@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "actions/CVX_MIDIAction.h"
 #include "model/CVX_KeysetData.h"
+#include "model/UStreamReader.h"
 #include "support/PlatformFakes.h"
 
 namespace {
@@ -36,6 +38,21 @@ TEST_F(ControlDataTest, UnlatchedButtonsRunTheWholeChainOnPressAndRelease) {
     for (int32_t value : {1, 0}) play->Execute(0, value);
     play->Execute(2, 1);  // no action there
     EXPECT_EQ(mLog.Take(), (std::vector<std::string>{"30 1", "31 1", "30 0", "31 0"}));
+}
+
+// A MIDI action takes over its chain: what follows it does not run from the
+// same press, though it runs when the record is asked for it directly.
+TEST_F(ControlDataTest, AMIDIActionEndsTheChain) {
+    const uint8_t body[16] = {0, 0, 0, 0, 0, 1, 0, 3, 0xB0, 0x10, 0x7F};
+    UStreamReader reader(body, sizeof body);
+    CVX_ControlData* stop = mData.GetKeysetAt(0)->GetControlAt(2, 0);
+    stop->AddAction(CVX_MIDIAction::CreateMIDIActionFromStream(2, 0, "midi", &reader));
+    stop->AddAction(std::make_unique<LoggingAction>(mLog, "after"));
+    ASSERT_NE(stop->GetActionAt(0), nullptr);
+    stop->Execute(0, 1);
+    EXPECT_TRUE(mLog.Take().empty());
+    stop->Execute(1, 1);
+    EXPECT_EQ(mLog.Take(), (std::vector<std::string>{"after 1"}));
 }
 
 TEST_F(ControlDataTest, LatchedButtonOutsideTheTransportTogglesAndIgnoresReleases) {
