@@ -1,7 +1,5 @@
 #include "actions/CVX_Channel_MIDIAction.h"
 
-#include <cstring>
-
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
 
@@ -10,12 +8,9 @@ CVX_Channel_MIDIAction::CVX_Channel_MIDIAction(uint32_t inControlType, uint32_t 
                                                uint16_t inMsglength, const uint8_t* inMessage)
     : CVX_Channel_Action(inName, inControlType, static_cast<int32_t>(inChannel)),
       // Looked up by control number; a number outside the table never answers.
-      mAcceptsMIDI(inActionType == kVXChannelMIDITwoWay &&
-                   UVX_ControlClass::ChannelControlAcceptsMIDI(inControlType)),
-      mActionType(inActionType),
-      mMsgLength(inMsglength) {
-    std::memcpy(mMessage, inMessage, kVXChannelMIDIMessageSize);
-}
+      CVX_MIDITemplate(inActionType, inMsglength, inMessage,
+                       inActionType == kVXChannelMIDITwoWay &&
+                           UVX_ControlClass::ChannelControlAcceptsMIDI(inControlType)) {}
 
 bool CVX_Channel_MIDIAction::Execute(CVX_ChannelControlData*, int32_t) {
     return false;  // the MIDI path adds sending the template to the host

@@ -9,16 +9,16 @@
 #include <memory>
 
 #include "actions/CVX_Channel_Action.h"
+#include "actions/CVX_MIDITemplate.h"
 
 class UStreamReader;
 
 // The one channel MIDI kind with a meaning of its own; any other sends only.
 constexpr uint32_t kVXChannelMIDITwoWay = 2;
 
-// Every template holds this many bytes, whatever its length says.
-constexpr uint32_t kVXChannelMIDIMessageSize = 8;
+constexpr uint32_t kVXChannelMIDIMessageSize = kVXMIDITemplateSize;
 
-class CVX_Channel_MIDIAction : public CVX_Channel_Action {
+class CVX_Channel_MIDIAction : public CVX_Channel_Action, public CVX_MIDITemplate {
   public:
     // inMessage points at kVXChannelMIDIMessageSize template bytes; all of
     // them are copied whatever inMsglength says.
@@ -33,22 +33,6 @@ class CVX_Channel_MIDIAction : public CVX_Channel_Action {
     // else null; so does a missing tag or a short read. Prints nothing.
     static std::unique_ptr<CVX_Channel_Action> CreateChannelMIDIActionFromStream(
         UStreamReader* inReader, uint32_t inControlType, uint32_t inChannel, const char* inName);
-
-    uint32_t GetActionType() const { return mActionType; }
-    // As stored: a length above 8 is kept here and bounded where bytes are used.
-    uint16_t GetMsgLength() const { return mMsgLength; }
-    const uint8_t* GetMessage() const { return mMessage; }
-    bool AcceptsMIDI() const { return mAcceptsMIDI; }
-
-  protected:
-    // Whether this action takes part in matching host MIDI: kind 2 on a control
-    // whose channel table entry allows it (not Touch Sense). Registration with
-    // the keyset's unmapper reads it; it belongs to the responder side once
-    // that exists.
-    bool mAcceptsMIDI;
-    uint32_t mActionType;
-    uint16_t mMsgLength;
-    uint8_t mMessage[kVXChannelMIDIMessageSize];
 };
 
 // For the channel fader (160). A two-way one sends plain 7-bit values.

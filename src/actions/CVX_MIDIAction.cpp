@@ -1,7 +1,5 @@
 #include "actions/CVX_MIDIAction.h"
 
-#include <cstring>
-
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
 
@@ -12,12 +10,10 @@ CVX_MIDIAction::CVX_MIDIAction(uint32_t inControlNum, uint16_t inSpeed, const ch
       // The table has an entry per transport button. Control 5 counts as a
       // button too and reads as allowed, as the entry just past the table
       // does; anything further out is no control and never answers.
-      mAcceptsMIDI(inActionType == kVXMIDISendAndAnswer &&
-                   UVX_ControlClass::ControlAcceptsMIDI(inControlNum)),
-      mActionType(inActionType),
-      mMsgLength(inMessageLength) {
+      CVX_MIDITemplate(inActionType, inMessageLength, inMessage,
+                       inActionType == kVXMIDISendAndAnswer &&
+                           UVX_ControlClass::ControlAcceptsMIDI(inControlNum)) {
     mType = vx_action_type_midi;
-    std::memcpy(mMessage, inMessage, kVXMIDIMessageSize);
 }
 
 bool CVX_MIDIAction::ExecuteSelf(int32_t, bool) {

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "actions/CVX_Action.h"
+#include "actions/CVX_MIDITemplate.h"
 
 class UStreamReader;
 
@@ -16,10 +17,9 @@ class UStreamReader;
 constexpr uint32_t kVXMIDISendOnPress = 1;
 constexpr uint32_t kVXMIDISendAndAnswer = 2;  // press and release, and answers host MIDI
 
-// Every template holds this many bytes, whatever its length says.
-constexpr uint32_t kVXMIDIMessageSize = 8;
+constexpr uint32_t kVXMIDIMessageSize = kVXMIDITemplateSize;
 
-class CVX_MIDIAction : public CVX_Action {
+class CVX_MIDIAction : public CVX_Action, public CVX_MIDITemplate {
   public:
     // inMessage points at kVXMIDIMessageSize template bytes; all of them are
     // copied whatever inMessageLength says.
@@ -37,21 +37,6 @@ class CVX_MIDIAction : public CVX_Action {
                                                                   uint16_t inSpeed,
                                                                   const char* inName,
                                                                   UStreamReader* inReader);
-
-    uint32_t GetActionType() const { return mActionType; }
-    // As stored: a length above 8 is kept here and bounded where bytes are used.
-    uint16_t GetMsgLength() const { return mMsgLength; }
-    const uint8_t* GetMessage() const { return mMessage; }
-    bool AcceptsMIDI() const { return mAcceptsMIDI; }
-
-  protected:
-    // Whether this action takes part in matching host MIDI: kind 2 on a control
-    // whose table entry allows it. Registration with the keyset's unmapper
-    // reads it; it belongs to the responder side once that exists.
-    bool mAcceptsMIDI;
-    uint32_t mActionType;
-    uint16_t mMsgLength;
-    uint8_t mMessage[kVXMIDIMessageSize];
 };
 
 // The only MIDI action ever built. A kind-2 one registers with the unmapper a
