@@ -1,6 +1,5 @@
 #include "actions/CVX_Channel_Action.h"
 
-#include <cstdio>
 
 #include "actions/CVX_Channel_EmulationAction.h"
 #include "actions/CVX_Channel_MIDIAction.h"
@@ -9,6 +8,7 @@
 #include "model/UVX_ControlClass.h"
 #include "platform/CVXAppNotifier.h"
 #include "platform/SVXPlatform.h"
+#include "platform/VXDiagnostics.h"
 
 CVX_Channel_Action::CVX_Channel_Action(const char* inName, uint32_t inControlNum, int32_t inChannel)
     : mName(inName), mControlNum(inControlNum), mChannel(inChannel) {}
@@ -31,12 +31,12 @@ std::unique_ptr<CVX_Channel_Action> CVX_Channel_Action::CreateChannelActionFromS
     do {
         if (!inReader->TagIs(VXTag("ChCm")) || !inReader->TagIs(VXTag("CmID"))) break;
         if (!inReader->GetLong(legacyID)) {
-            std::printf("CVX_Channel_Action::CreateChannelActionFromStream  couldn't get id\n");
+            VXDiagnostic("CVX_Channel_Action::CreateChannelActionFromStream  couldn't get id\n");
             break;
         }
         if (!inReader->TagIs(VXTag("CTyp"))) break;
         if (!inReader->GetLong(type)) {
-            std::printf("CVX_Channel_Action::CreateChannelActionFromStream  couldn't get type\n");
+            VXDiagnostic("CVX_Channel_Action::CreateChannelActionFromStream  couldn't get type\n");
             break;
         }
         if (!inReader->TagIs(VXTag("Sped")) || !inReader->GetShort(speed)) break;
@@ -63,7 +63,7 @@ std::unique_ptr<CVX_Channel_Action> CVX_Channel_Action::CreateChannelActionFromS
                 break;
         }
     } while (false);
-    if (!action) std::printf("CVX_Channel_Action::CreateChannelActionFromStream  failed\n");
+    if (!action) VXDiagnostic("CVX_Channel_Action::CreateChannelActionFromStream  failed\n");
     return action;
 }
 
@@ -100,7 +100,7 @@ std::unique_ptr<CVX_Channel_Action> CVX_Channel_SpecialAction::CreateChannelSpec
     if (!inReader->TagIs(VXTag("SpcD")) || !inReader->TagIs(VXTag("CTyp"))) return nullptr;
     uint32_t unused;
     if (!inReader->GetLong(unused)) {
-        std::printf(
+        VXDiagnostic(
             "CVX_Channel_SpecialAction::CreateChannelSpecialActionFromStream couldn't get type\n");
         return nullptr;
     }

@@ -1,9 +1,10 @@
 #include "model/UStreamReader.h"
 
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <utility>
+
+#include "platform/VXDiagnostics.h"
 
 namespace {
 
@@ -96,7 +97,7 @@ bool UStreamReader::GetPackedPStringN(char* outString, uint32_t inBufferSize) {
         // the stream and the next read starts inside it. What a keyset with an
         // over-long name does to the rest of its stream depends on exactly this.
         length = inBufferSize - 1;
-        std::printf("string length changed\n");
+        VXDiagnostic("string length changed\n");
     }
     if (!GetBytes(outString, length)) return false;
     outString[length] = '\0';

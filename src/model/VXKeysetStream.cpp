@@ -7,7 +7,6 @@
 // Which state survives a failed read is part of the format's contract with the
 // editor, so the order of reads and stores below is deliberate throughout.
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 
 #include "actions/CVX_Action.h"
@@ -18,6 +17,7 @@
 #include "model/CVX_KeysetData.h"
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
+#include "platform/VXDiagnostics.h"
 
 namespace {
 
@@ -91,12 +91,12 @@ bool CVX_KeysetData::UpdateFromStream(UStreamReader* inReader) {
 bool CVX_KeysetData::NewKeysetFromStream(UStreamReader* inReader) {
     auto keyset = std::make_unique<CVX_Keyset>("Default", kVXDefaultSignature);
     if (!keyset || !keyset->GetBankArray() || !keyset->GetChannelStrips()) {
-        std::printf("CVX_KeysetData::NewKeysetFromStream couldn't create theKeyset\n");
+        VXDiagnostic("CVX_KeysetData::NewKeysetFromStream couldn't create theKeyset\n");
         return false;
     }
     if (!keyset->UpdateFromStream(inReader)) {
         keyset.reset();
-        std::printf("CVX_KeysetData::NewKeysetFromStream() couldn't update theKeyset\n");
+        VXDiagnostic("CVX_KeysetData::NewKeysetFromStream() couldn't update theKeyset\n");
         return false;
     }
     AddKeyset(std::move(keyset));
@@ -176,7 +176,7 @@ bool CVX_Keyset::UpdateFromStream(UStreamReader* inReader) {
     if (!mChannelStrips || !mChannelStrips->UpdateFromStream(inReader)) {
         // The old responder stays: it still matches the strips that were not
         // refilled.
-        std::printf("CVX_Keyset::UpdateFromStream couldn't update mChannelStrips\n");
+        VXDiagnostic("CVX_Keyset::UpdateFromStream couldn't update mChannelStrips\n");
         return false;
     }
 
@@ -200,7 +200,7 @@ bool CVX_ChannelStripArray::UpdateFromStream(UStreamReader* inReader) {
         // An unreadable header shows as 0.
         uint32_t index = 0;
         if (!inReader->GetLong(index) || index + kFirstChannelControl != n) {
-            std::printf("CVX_ChannelStripArray::UpdateFromStream ctl type (%ld) != %ld\n",
+            VXDiagnostic("CVX_ChannelStripArray::UpdateFromStream ctl type (%ld) != %ld\n",
                         AsLong(index), AsLong(n));
             return false;
         }
@@ -240,7 +240,7 @@ bool CVX_ChannelControlData::UpdateFromStream(UStreamReader* inReader) {
     char name[32] = {};
     if (!inReader->TagIs(VXTag("CtlD")) || !inReader->TagIs(VXTag("St31"))) return false;
     if (!inReader->GetStr31(name)) {
-        std::printf("CVX_ChannelControlData::UpdateFromStream (ctl #%ld?) couldn't get name\n",
+        VXDiagnostic("CVX_ChannelControlData::UpdateFromStream (ctl #%ld?) couldn't get name\n",
                     AsLong(mControlType));
         return false;
     }
@@ -248,7 +248,7 @@ bool CVX_ChannelControlData::UpdateFromStream(UStreamReader* inReader) {
     if (!inReader->TagIs(VXTag("ChCT"))) return false;
     uint32_t controlType = 0;  // shown as 0 when it cannot be read
     if (!inReader->GetLong(controlType) || controlType != mControlType) {
-        std::printf(
+        VXDiagnostic(
             "CVX_ChannelControlData::UpdateFromStream (ctl #%ld, %s) didn't match controlType "
             "#%ld\n",
             AsLong(mControlType), name, AsLong(controlType));
@@ -258,7 +258,7 @@ bool CVX_ChannelControlData::UpdateFromStream(UStreamReader* inReader) {
     if (!inReader->TagIs(VXTag("Chan"))) return false;
     uint32_t channel = 0;
     if (!inReader->GetLong(channel) || channel != mChannel) {
-        std::printf(
+        VXDiagnostic(
             "CVX_ChannelControlData::UpdateFromStream (chan #%ld?) didn't match channel %ld\n",
             AsLong(mChannel), AsLong(channel));
         return false;
@@ -267,7 +267,7 @@ bool CVX_ChannelControlData::UpdateFromStream(UStreamReader* inReader) {
     if (!inReader->TagIs(VXTag("Ltch"))) return false;
     uint32_t latched = 0;
     if (!inReader->GetLong(latched)) {
-        std::printf(
+        VXDiagnostic(
             "CVX_ChannelControlData::UpdateFromStream (ctl %ld chan %ld) couldn't get latched "
             "setting\n",
             AsLong(mControlType), AsLong(mChannel));
@@ -277,7 +277,7 @@ bool CVX_ChannelControlData::UpdateFromStream(UStreamReader* inReader) {
     SetControlProperties(name, mControlType, mChannel, latched != 0);
 
     if (!mActionSequence || !mActionSequence->UpdateFromStream(inReader, mChannel, mControlType)) {
-        std::printf(
+        VXDiagnostic(
             "CVX_ChannelControlData::UpdateFromStream (ctl #%ld, chan %ld) couldn't update "
             "sequence\n",
             AsLong(mControlType), AsLong(mChannel));
@@ -293,7 +293,7 @@ bool CVX_ChannelActionSequence::UpdateFromStream(UStreamReader* inReader, uint32
     uint32_t count = 0;
     if (!inReader->GetLong(count)) {
         // The old action stays until a count says what replaces it.
-        std::printf("CVX_ChannelActionSequence::UpdateFromStream couldn't get count\n");
+        VXDiagnostic("CVX_ChannelActionSequence::UpdateFromStream couldn't get count\n");
         return false;
     }
 
@@ -304,17 +304,17 @@ bool CVX_ChannelActionSequence::UpdateFromStream(UStreamReader* inReader, uint32
         std::unique_ptr<CVX_Channel_Action> action =
             CVX_Channel_Action::CreateChannelActionFromStream(inReader, inChannel, inControlType);
         if (!action) {
-            std::printf("CVX_ChannelActionSequence::UpdateFromStream couldn't create action #%ld\n",
+            VXDiagnostic("CVX_ChannelActionSequence::UpdateFromStream couldn't create action #%ld\n",
                         AsLong(i));
             return false;
         }
         if (i > 0) {
             action.reset();  // the first one stays
-            std::printf("too many channels actions\n");
+            VXDiagnostic("too many channels actions\n");
             return false;
         }
         if (!AddAction(std::move(action))) {  // AddAction destroys a refused action
-            std::printf("CVX_ChannelActionSequence::UpdateFromStream couldn't add action #%ld\n",
+            VXDiagnostic("CVX_ChannelActionSequence::UpdateFromStream couldn't add action #%ld\n",
                         AsLong(i));
             return false;
         }
@@ -332,7 +332,7 @@ bool CVX_ControlData::UpdateFromStream(UStreamReader* inReader) {
     if (!inReader->GetStr31(controlName) || !inReader->GetStr31(assignedName)) return false;
     uint32_t latched = 0;
     if (!inReader->GetLong(latched)) {
-        std::printf("CVX_ControlData::UpdateFromStream (ctl #%ld?) couldn't get userName\n",
+        VXDiagnostic("CVX_ControlData::UpdateFromStream (ctl #%ld?) couldn't get userName\n",
                     AsLong(mControlNum));
         return false;
     }

@@ -4,9 +4,10 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
+
+#include "platform/VXDiagnostics.h"
 
 // The record owns the callback. It stays alive while its callback runs, even
 // when that callback removes the watch, and is freed once the callback returns.
@@ -41,14 +42,14 @@ int OnTerminationSignal(sd_event_source* inSource, const struct signalfd_siginfo
 CVXSdEventLoop::CVXSdEventLoop() {
     int r = sd_event_new(&mEvent);
     if (r < 0) {
-        std::printf("CVXSdEventLoop: sd_event_new failed: %s\n", std::strerror(-r));
+        VXDiagnostic("CVXSdEventLoop: sd_event_new failed: %s\n", std::strerror(-r));
         mEvent = nullptr;
         return;
     }
     r = sd_event_add_time(mEvent, &mTimerSource, CLOCK_MONOTONIC, 0, kAccuracyMicros,
                           &CVXSdEventLoop::OnTimers, this);
     if (r < 0) {
-        std::printf("CVXSdEventLoop: cannot add the timer source: %s\n", std::strerror(-r));
+        VXDiagnostic("CVXSdEventLoop: cannot add the timer source: %s\n", std::strerror(-r));
         mTimerSource = nullptr;
         return;
     }
@@ -128,7 +129,7 @@ void CVXSdEventLoop::Rearm() {
         r = sd_event_source_set_time(mTimerSource, mQueue.begin()->first);
         if (r >= 0) r = sd_event_source_set_enabled(mTimerSource, SD_EVENT_ONESHOT);
     }
-    if (r < 0) std::printf("CVXSdEventLoop: cannot arm the timers: %s\n", std::strerror(-r));
+    if (r < 0) VXDiagnostic("CVXSdEventLoop: cannot arm the timers: %s\n", std::strerror(-r));
 }
 
 int CVXSdEventLoop::OnTimers(sd_event_source*, uint64_t, void* inUserData) {
@@ -191,7 +192,7 @@ CVXSdEventLoop::WatchId CVXSdEventLoop::AddIOWatch(int inFd, uint32_t inEpollEve
     int r = sd_event_add_io(mEvent, &watch->source, inFd, inEpollEvents, &CVXSdEventLoop::OnIO,
                             watch.get());
     if (r < 0) {
-        std::printf("CVXSdEventLoop: cannot watch fd %d: %s\n", inFd, std::strerror(-r));
+        VXDiagnostic("CVXSdEventLoop: cannot watch fd %d: %s\n", inFd, std::strerror(-r));
         return 0;
     }
     WatchId id = mNextId++;
@@ -251,12 +252,12 @@ int CVXSdEventLoop::Run() {
     for (int i = 0; i < 2; ++i) {
         int r = sd_event_add_signal(mEvent, &signals[i], numbers[i], OnTerminationSignal, nullptr);
         if (r < 0)
-            std::printf("CVXSdEventLoop: cannot watch signal %d: %s\n", numbers[i],
+            VXDiagnostic("CVXSdEventLoop: cannot watch signal %d: %s\n", numbers[i],
                         std::strerror(-r));
     }
 
     int result = sd_event_loop(mEvent);
-    if (result < 0) std::printf("CVXSdEventLoop: event loop failed: %s\n", std::strerror(-result));
+    if (result < 0) VXDiagnostic("CVXSdEventLoop: event loop failed: %s\n", std::strerror(-result));
 
     for (sd_event_source* s : signals) sd_event_source_disable_unref(s);
     sigprocmask(SIG_SETMASK, &previous, nullptr);
