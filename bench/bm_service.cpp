@@ -67,7 +67,7 @@ void BM_ServiceDispatch(benchmark::State& state) {
     platform.poster = &poster;
     platform.notifier = &notifier;
     platform.frontApp = &front;
-    SVXPlatform::Install(platform);
+    CVXPlatformScope scope(platform);
     {
         CVXService service(std::vector<uint8_t>{});
         CVX_KeysetData* data = service.GetKeysetData();
@@ -108,7 +108,6 @@ void BM_ServiceDispatch(benchmark::State& state) {
         state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * records.size()));
         benchmark::DoNotOptimize(poster.mEvents + notifier.mEvents);
     }
-    SVXPlatform::Uninstall();
 }
 BENCHMARK(BM_ServiceDispatch);
 

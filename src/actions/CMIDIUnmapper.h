@@ -6,7 +6,6 @@
 class CMIDIUnmapper {
   public:
     CMIDIUnmapper() = default;
-    virtual ~CMIDIUnmapper() = default;
     CMIDIUnmapper(const CMIDIUnmapper&) = delete;
     CMIDIUnmapper& operator=(const CMIDIUnmapper&) = delete;
 };

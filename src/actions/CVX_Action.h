@@ -40,6 +40,8 @@ constexpr double kOneHundredthOfASecond = 0.01;
 
 // Every button action record occupies exactly this many bytes of the stream.
 constexpr uint32_t kVXActionRecordSize = 156;
+// A button's action sequence always takes room for this many records.
+constexpr uint32_t kVXActionSlots = 12;
 
 // 'VX4X', the editor application: the address of every control's editor action.
 constexpr uint32_t kVXEditorSignature = 0x56583458;

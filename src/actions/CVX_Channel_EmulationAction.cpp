@@ -38,6 +38,12 @@ CVX_EmulationModeCSelectAction::CVX_EmulationModeCSelectAction(
     : CVX_Channel_EmulationAction(kVXEmulationModeC, kVXChannelSelect, inChannel, inName,
                                   inMsglength, inMessage, inAcceptsMIDI, inAppSig) {}
 
+void CVX_EmulationModeCSelectAction::ResetStatics() {
+    sCurrentBank = 0;
+    sBankSwitchMode = false;
+    sBankChanged = false;
+}
+
 std::unique_ptr<CVX_Channel_Action>
 CVX_Channel_EmulationAction::CreateChannelEmulationActionFromStream(UStreamReader* inReader,
                                                                     uint32_t inControlType,

@@ -76,6 +76,11 @@ class CVX_EmulationModeCSelectAction : public CVX_Channel_EmulationAction {
     CVX_EmulationModeCSelectAction(uint32_t inChannel, const char* inName, uint16_t inMsglength,
                                    const uint8_t* inMessage, bool inAcceptsMIDI, uint32_t inAppSig);
 
+    // Every emulation static, the emulated bank of the base included, back to
+    // where a new process starts: a new keyset set must not inherit a bank
+    // gesture or bank of the set before it.
+    static void ResetStatics();
+
   protected:
     // Select of strip 0 is held, and whether a bank moved while it was.
     static bool sBankSwitchMode;

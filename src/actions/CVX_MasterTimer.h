@@ -11,15 +11,16 @@ class CVX_Action;
 class CVX_MasterTimer {
   public:
     CVX_MasterTimer();
-    virtual ~CVX_MasterTimer();  // stops, and is no longer reachable through sSelf
+    ~CVX_MasterTimer();  // stops, and is no longer reachable through sSelf
     CVX_MasterTimer(const CVX_MasterTimer&) = delete;
     CVX_MasterTimer& operator=(const CVX_MasterTimer&) = delete;
 
-    static CVX_MasterTimer* sSelf;
+    // The one that exists, or null.
+    static CVX_MasterTimer* GetMasterTimer() { return sSelf; }
 
     // One tick: skipped whole while the list is locked; otherwise each client
     // counted at the start of the tick, in the order added.
-    virtual void Execute();
+    void Execute();
     // Schedules the repeating timer on the platform loop (period kVXTickMicros).
     void Start();
     void Stop();
@@ -36,6 +37,8 @@ class CVX_MasterTimer {
     const std::vector<CVX_Action*>& Clients() const { return mClients; }
 
   private:
+    static CVX_MasterTimer* sSelf;
+
     std::vector<CVX_Action*> mClients;
     CVXEventLoop::TimerId mTimer = 0;
     CVXEventLoop* mTimerLoop = nullptr;  // the loop mTimer lives on

@@ -13,7 +13,6 @@ class CCircularBuffer {
     static constexpr uint32_t kSize = 16384;
 
     CCircularBuffer() = default;
-    virtual ~CCircularBuffer() = default;
     CCircularBuffer(const CCircularBuffer&) = delete;
     CCircularBuffer& operator=(const CCircularBuffer&) = delete;
 

@@ -4,12 +4,11 @@
 #include <cstring>
 
 #include "driver/CVXRecordSink.h"
+#include "driver/VXBridgeFraming.h"
 #include "model/UVX_ControlClass.h"
 #include "platform/CVXHostMIDIOut.h"
 
 namespace {
-
-constexpr size_t kPacketSize = 64;
 
 // Modem-status byte of a bridge packet: low nibble 0001.
 bool IsModemStatus(uint8_t b) {
@@ -22,25 +21,37 @@ bool IsLineStatusOK(uint8_t b) {
 // Overrun, parity, framing and receive-FIFO error bits of the line status.
 constexpr uint8_t kLineErrorBits = 0x8E;
 
+// The surface's controllers: a fader's two halves, the four channel buttons
+// (Mute, Solo, Aux, Select in order) and the touch sensor.
+constexpr uint8_t kFaderMSController = 7;
+constexpr uint8_t kFaderLSController = 39;
+constexpr uint8_t kMuteController = 70;
+constexpr uint8_t kSelectController = 73;
+constexpr uint8_t kTouchController = 74;
+// From a channel button's controller to its control number (70 -> 161).
+constexpr uint32_t kButtonControllerToControl = kVXChannelMute - kMuteController;
+
 }  // namespace
 
 void CVXInputParser::ProcessVXData(const uint8_t* data, size_t length) {
     if (length <= 2) {
-        // Status bytes only. A read of fewer than two bytes carries no status
-        // pair at all and is left alone.
-        if (length < 2) return;
-        if (!(IsModemStatus(data[0]) && (data[1] & kLineErrorBits) == 0)) ++mDebugErrorCount;
+        // Status bytes only. A read of one byte is judged by the same rule,
+        // its missing line status taken as free of errors: only that second
+        // byte needs the bound. An empty read has nothing to judge.
+        if (length == 0) return;
+        uint8_t lineStatus = length == 2 ? data[1] : 0;
+        if (!(IsModemStatus(data[0]) && (lineStatus & kLineErrorBits) == 0)) ++mDebugErrorCount;
         return;
     }
     if (!IsModemStatus(data[0]) || !IsLineStatusOK(data[1])) return;
 
-    for (size_t offset = 0; offset < length; offset += kPacketSize) {
-        size_t chunk = std::min(kPacketSize, length - offset);
+    for (size_t offset = 0; offset < length; offset += kVXBridgePacketSize) {
+        size_t chunk = std::min(kVXBridgePacketSize, length - offset);
         const uint8_t* p = data + offset;
         // Only an exact 0x11 header is stripped, stricter than the acceptance
         // test above: a packet headed 0x01 passes it yet keeps its two status
         // bytes in the MIDI stream. A chunk of one byte has no pair to strip.
-        if (chunk >= 2 && p[0] == 0x11 && IsLineStatusOK(p[1])) {
+        if (chunk >= 2 && p[0] == kVXBridgeModemStatus && IsLineStatusOK(p[1])) {
             p += 2;
             chunk -= 2;
         }
@@ -61,25 +72,17 @@ void CVXInputParser::ProcessVXData(const uint8_t* data, size_t length) {
         uint8_t channel = status & 0x0F;
         uint8_t controller = message[1];
         uint8_t value = message[2];
-        switch (controller) {
-            case 7:
-                HandleFaderMS(channel, value);
-                break;
-            case 39:
-                HandleFaderLS(channel, value);
-                break;
-            case 70:
-            case 71:
-            case 72:
-            case 73:
-                NotifyClientOfChannelButtonChange(controller + 91u, channel, value != 0);
-                break;
-            case 74:
-                NotifyClientOfTouchSensorChange(channel, value != 0);
-                break;
-            default:
-                NotifyClientOfRawMessage(message, len);
-                break;
+        if (controller == kFaderMSController) {
+            HandleFaderMS(channel, value);
+        } else if (controller == kFaderLSController) {
+            HandleFaderLS(channel, value);
+        } else if (controller >= kMuteController && controller <= kSelectController) {
+            NotifyClientOfChannelButtonChange(controller + kButtonControllerToControl, channel,
+                                              value != 0);
+        } else if (controller == kTouchController) {
+            NotifyClientOfTouchSensorChange(channel, value != 0);
+        } else {
+            NotifyClientOfRawMessage(message, len);
         }
     }
 }
@@ -223,27 +226,27 @@ void CVXInputParser::Notify() {
     if (mService) mService->Service(mNotifyData);
 }
 
+void CVXInputParser::NotifyChannelRecord(uint32_t control, uint8_t channel, uint8_t value) {
+    mNotifyData[kVXRecordLength] = kVXChannelRecordLength;
+    mNotifyData[kVXRecordKind] = static_cast<uint8_t>(control);
+    mNotifyData[kVXRecordChannel] = channel;
+    mNotifyData[kVXRecordValue] = value;
+    Notify();
+}
+
 void CVXInputParser::NotifyClientOfButtonChange(uint32_t control, bool pressed) {
-    mNotifyData[0] = 3;
-    mNotifyData[1] = static_cast<uint8_t>(control);
-    mNotifyData[2] = pressed ? 0x3F : 0xBF;
+    mNotifyData[kVXRecordLength] = kVXButtonRecordLength;
+    mNotifyData[kVXRecordKind] = static_cast<uint8_t>(control);
+    mNotifyData[kVXRecordButtonState] = pressed ? kVXButtonPressed : kVXButtonReleased;
     Notify();
 }
 
 void CVXInputParser::NotifyClientOfFaderChange(uint8_t channel, uint8_t value) {
-    mNotifyData[0] = 4;
-    mNotifyData[1] = kVXChannelFader;
-    mNotifyData[2] = channel;
-    mNotifyData[3] = value;
-    Notify();
+    NotifyChannelRecord(kVXChannelFader, channel, value);
 }
 
 void CVXInputParser::NotifyClientOfChannelButtonChange(uint32_t control, uint8_t channel, bool on) {
-    mNotifyData[0] = 4;
-    mNotifyData[1] = static_cast<uint8_t>(control);
-    mNotifyData[2] = channel;
-    mNotifyData[3] = on ? 1 : 0;
-    Notify();
+    NotifyChannelRecord(control, channel, on ? 1 : 0);
 }
 
 void CVXInputParser::NotifyClientOfTouchSensorChange(uint8_t channel, bool touched) {
@@ -251,9 +254,9 @@ void CVXInputParser::NotifyClientOfTouchSensorChange(uint8_t channel, bool touch
 }
 
 void CVXInputParser::NotifyClientOfRawMessage(const uint8_t* bytes, size_t length) {
-    if (length > 125) return;  // does not fit a record: dropped without a word
-    mNotifyData[0] = static_cast<uint8_t>(length + 2);
-    mNotifyData[1] = kVXRawMIDIMessage;
-    std::memcpy(mNotifyData + 2, bytes, length);
+    if (length > kVXMaxRawMessage) return;  // does not fit a record: dropped without a word
+    mNotifyData[kVXRecordLength] = static_cast<uint8_t>(length + kVXRecordMessage);
+    mNotifyData[kVXRecordKind] = kVXRawMIDIMessage;
+    std::memcpy(mNotifyData + kVXRecordMessage, bytes, length);
     Notify();
 }

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "driver/CCircularBuffer.h"
+#include "driver/VXNotifyRecord.h"
 
 class CVXRecordSink;
 class CVXHostMIDIOut;
@@ -46,6 +47,8 @@ class CVXInputParser {
 
   private:
     void Notify();
+    // The shape shared by faders, channel buttons and touch sensors.
+    void NotifyChannelRecord(uint32_t control, uint8_t channel, uint8_t value);
 
     CCircularBuffer mIncompleteMessageBuffer;
     uint8_t mRunningStatus = 0xFF;
@@ -54,7 +57,7 @@ class CVXInputParser {
     // continuation path behaves as designed should a sender ever need it.
     bool mSysexActive = false;
     uint8_t mPendingFaderValue[16] = {};
-    uint8_t mNotifyData[128] = {};
+    uint8_t mNotifyData[kVXMaxRecordLength + 1] = {};
     uint32_t mDebugErrorCount = 0;
 
     CVXRecordSink* mService;

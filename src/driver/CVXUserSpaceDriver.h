@@ -13,16 +13,19 @@ class CVXHostMIDIOut;
 class CVXUserSpaceDriver {
   public:
     CVXUserSpaceDriver(CVXRecordSink* inService, CVXHostMIDIOut* inHost);
-    virtual ~CVXUserSpaceDriver();
+    ~CVXUserSpaceDriver();
     CVXUserSpaceDriver(const CVXUserSpaceDriver&) = delete;
     CVXUserSpaceDriver& operator=(const CVXUserSpaceDriver&) = delete;
 
-    static CVXUserSpaceDriver* sSelf;
+    // The one driver, or null.
+    static CVXUserSpaceDriver* GetVXDriver() { return sSelf; }
 
     void ProcessVXData(const uint8_t* data, size_t length) { mParser.ProcessVXData(data, length); }
 
     CVXInputParser& Parser() { return mParser; }
 
   private:
+    static CVXUserSpaceDriver* sSelf;
+
     CVXInputParser mParser;
 };

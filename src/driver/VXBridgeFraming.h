@@ -10,7 +10,8 @@
 
 constexpr uint8_t kVXBridgeModemStatus = 0x11;
 constexpr uint8_t kVXBridgeLineStatus = 0x60;
-constexpr size_t kVXBridgePacketPayload = 62;
+constexpr size_t kVXBridgePacketSize = 64;
+constexpr size_t kVXBridgePacketPayload = kVXBridgePacketSize - 2;
 
 std::vector<uint8_t> VXFrameBridgeRead(const uint8_t* inMIDI, size_t inLength);
 

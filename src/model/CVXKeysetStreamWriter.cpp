@@ -101,8 +101,8 @@ W& W::ButtonControl(std::string_view inName, std::string_view inAssigned, bool i
 }
 
 W& W::SequenceFiller(uint32_t inCount) {
-    if (inCount < 12) {
-        std::vector<uint8_t> filler((12 - inCount) * kVXActionRecordSize, 0);
+    if (inCount < kVXActionSlots) {
+        std::vector<uint8_t> filler((kVXActionSlots - inCount) * kVXActionRecordSize, 0);
         PutBytes(filler.data(), filler.size());
     }
     return *this;

@@ -15,7 +15,6 @@ class CVX_ChannelActionSequence {
   public:
     CVX_ChannelActionSequence(uint32_t inChannel, uint32_t inControlType)
         : mChannel(inChannel), mControlType(inControlType) {}
-    virtual ~CVX_ChannelActionSequence() = default;
 
     // A channel control holds one action: false (and the action destroyed)
     // when one is held already.

@@ -15,7 +15,6 @@ class UStreamReader;
 class CVX_ActionSequence {
   public:
     CVX_ActionSequence() { mActions.reserve(12); }  // the stream's action slots
-    virtual ~CVX_ActionSequence() = default;
 
     void AddAction(std::unique_ptr<CVX_Action> inAction);
     CVX_Action* GetActionAt(uint32_t inIndex) const;  // null past the end

@@ -26,7 +26,7 @@ void CVX_Bank::DeleteControls() {
 
 bool CVX_BankArray::CreateBanks() {
     mBanks[0] = std::make_unique<CVX_Bank>(0);
-    return mBanks[0] != nullptr;
+    return true;
 }
 
 CVX_Bank* CVX_BankArray::GetBankAt(uint32_t inBank) const {
@@ -63,7 +63,6 @@ void CVX_ChannelStrip::DeleteControls() {
 bool CVX_ChannelStripArray::CreateChannelStrips() {
     for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
         mChannelStrips[channel] = std::make_unique<CVX_ChannelStrip>(channel);
-        if (!mChannelStrips[channel]) return false;
     }
     return true;
 }
@@ -80,7 +79,7 @@ CVX_Keyset::CVX_Keyset(const char* inName, uint32_t inSignature) {
     sKeysetUnderConstruction = this;
     SetProperties(inName, inSignature);
     mBankArray = std::make_unique<CVX_BankArray>();
-    if (mBankArray) mChannelStrips = std::make_unique<CVX_ChannelStripArray>();
+    mChannelStrips = std::make_unique<CVX_ChannelStripArray>();
 }
 
 CVX_Keyset::~CVX_Keyset() {

@@ -17,7 +17,7 @@ class UStreamReader;
 class CVX_Bank {
   public:
     explicit CVX_Bank(uint32_t inBankNum);
-    virtual ~CVX_Bank() { DeleteControls(); }
+    ~CVX_Bank() { DeleteControls(); }
 
     // Records for 0 to 4, ascending; false at the first that cannot be made.
     bool CreateControls();
@@ -37,7 +37,7 @@ class CVX_Bank {
 class CVX_BankArray {
   public:
     CVX_BankArray() { CreateBanks(); }
-    virtual ~CVX_BankArray() { DeleteBanks(); }
+    ~CVX_BankArray() { DeleteBanks(); }
 
     bool CreateBanks();
     CVX_Bank* GetBankAt(uint32_t inBank) const;  // bank 0 only
@@ -51,7 +51,7 @@ class CVX_BankArray {
 class CVX_ChannelStrip {
   public:
     explicit CVX_ChannelStrip(uint32_t inChannel);
-    virtual ~CVX_ChannelStrip() { DeleteControls(); }
+    ~CVX_ChannelStrip() { DeleteControls(); }
 
     bool CreateControls();  // 160 to 165, ascending
     // Slot n - 160; callers have classified n as a channel control. Null for
@@ -69,7 +69,7 @@ class CVX_ChannelStrip {
 class CVX_ChannelStripArray {
   public:
     CVX_ChannelStripArray() { CreateChannelStrips(); }
-    virtual ~CVX_ChannelStripArray() { DeleteChannelStrips(); }
+    ~CVX_ChannelStripArray() { DeleteChannelStrips(); }
 
     bool CreateChannelStrips();
     CVX_ChannelStrip* GetChannelStripAt(uint32_t inChannel) const;  // null above 15
@@ -86,7 +86,7 @@ class CVX_Keyset {
     // Becomes the keyset under construction, so that actions built for it
     // register with its unmapper and take its signature.
     CVX_Keyset(const char* inName, uint32_t inSignature);
-    virtual ~CVX_Keyset();  // no longer the keyset under construction
+    ~CVX_Keyset();  // no longer the keyset under construction
     CVX_Keyset(const CVX_Keyset&) = delete;
     CVX_Keyset& operator=(const CVX_Keyset&) = delete;
 

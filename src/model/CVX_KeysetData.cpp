@@ -1,16 +1,19 @@
 #include "model/CVX_KeysetData.h"
 
+#include "actions/CVX_Channel_EmulationAction.h"
+#include "model/UVX_ControlClass.h"
+
 CVX_KeysetData* CVX_KeysetData::sSelf = nullptr;
 uint32_t CVX_KeysetData::sCurrentLatchedControl = kVXNoLatchedControl;
 uint32_t CVX_KeysetData::sLatchedControlKeyset = kVXNoLatchedControl;
 uint32_t CVX_KeysetData::sLatchedControlBank = kVXNoLatchedControl;
 
 CVX_KeysetData::CVX_KeysetData() {
-    // The latch is process-wide state; a new set starts with none, so that a
-    // set built after another never inherits its latch.
-    sCurrentLatchedControl = kVXNoLatchedControl;
-    sLatchedControlKeyset = kVXNoLatchedControl;
-    sLatchedControlBank = kVXNoLatchedControl;
+    // The latch and the emulated bank are process-wide state; a new set
+    // starts with neither, so that a set built after another (every test, every
+    // vxctl run) never inherits them.
+    ResetLatch();
+    CVX_EmulationModeCSelectAction::ResetStatics();
     sSelf = this;
     if (initSub()) mMasterTimer.Start();
 }
@@ -20,43 +23,43 @@ CVX_KeysetData::~CVX_KeysetData() {
     DeleteKeysets();
     mMasterTimer.Stop();
     if (sSelf == this) sSelf = nullptr;
+    ResetLatch();
+}
+
+void CVX_KeysetData::ResetLatch() {
     sCurrentLatchedControl = kVXNoLatchedControl;
     sLatchedControlKeyset = kVXNoLatchedControl;
     sLatchedControlBank = kVXNoLatchedControl;
 }
 
 bool CVX_KeysetData::initSub() {
-    mNumKeysets = 0;
     mCurrentKeysetIndex = 0;
-    mCurrentEditControl = 2;
+    mCurrentEditControl = kVXStop;
     mDisableTouchSenseMIDI = false;
-    auto keyset = std::make_unique<CVX_Keyset>("Default", kVXDefaultSignature);
-    if (!keyset) return false;
-    mKeysets.push_back(std::move(keyset));
-    mNumKeysets = static_cast<uint32_t>(mKeysets.size());
+    mKeysets.push_back(std::make_unique<CVX_Keyset>("Default", kVXDefaultSignature));
     return true;
 }
 
 bool CVX_KeysetData::Reinit() {
     // The dropped keysets are destroyed here rather than leaked: nothing else
     // holds them.
-    if (mNumKeysets != 0) mKeysets.clear();
+    mKeysets.clear();
     return initSub();
 }
 
 CVX_Keyset* CVX_KeysetData::GetKeysetAt(uint32_t inKeysetIndex) const {
-    return inKeysetIndex < mNumKeysets ? mKeysets[inKeysetIndex].get() : nullptr;
+    return inKeysetIndex < GetNumKeysets() ? mKeysets[inKeysetIndex].get() : nullptr;
 }
 
 void CVX_KeysetData::SetCurrentKeyset(uint32_t inKeysetIndex) {
-    if (inKeysetIndex < mNumKeysets) mCurrentKeysetIndex = inKeysetIndex;
+    if (inKeysetIndex < GetNumKeysets()) mCurrentKeysetIndex = inKeysetIndex;
     if (CVX_Keyset* keyset = GetKeysetAt(mCurrentKeysetIndex)) keyset->Wakeup();
 }
 
 uint32_t CVX_KeysetData::FindKeysetIndexForSig(uint32_t inSig) const {
     // Entry 0 is the fall-back and is never compared.
-    if (mNumKeysets < 2) return 0;
-    for (uint32_t i = 1; i < mNumKeysets; ++i) {
+    if (GetNumKeysets() < 2) return 0;
+    for (uint32_t i = 1; i < GetNumKeysets(); ++i) {
         if (mKeysets[i]->GetSignature() == inSig) return i;
     }
     return 0;
@@ -70,21 +73,18 @@ CMIDIUnmapper* CVX_KeysetData::GetCurrentMIDIUnmapper() {
 
 void CVX_KeysetData::AddKeyset(std::unique_ptr<CVX_Keyset> inKeyset) {
     mKeysets.push_back(std::move(inKeyset));
-    mNumKeysets = static_cast<uint32_t>(mKeysets.size());
 }
 
 bool CVX_KeysetData::DeleteKeysetAt(uint32_t inKeysetIndex) {
-    if (inKeysetIndex >= mNumKeysets) return false;
+    if (inKeysetIndex >= GetNumKeysets()) return false;
     mKeysets.erase(mKeysets.begin() + inKeysetIndex);
-    mNumKeysets = static_cast<uint32_t>(mKeysets.size());
     return true;
 }
 
 uint32_t CVX_KeysetData::DeleteKeysets() {
     for (auto& keyset : mKeysets) keyset.reset();
     mKeysets.clear();
-    mNumKeysets = 0;
-    return mNumKeysets;
+    return 0;
 }
 
 void CVX_KeysetData::LatchControl(uint32_t inControlNum) {

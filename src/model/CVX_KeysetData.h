@@ -20,7 +20,7 @@ class CVX_KeysetData {
     // Resets the latch, creates the "Default" keyset and starts the master timer.
     CVX_KeysetData();
     // Destroys the keysets, then the master timer; clears sSelf.
-    virtual ~CVX_KeysetData();
+    ~CVX_KeysetData();
     CVX_KeysetData(const CVX_KeysetData&) = delete;
     CVX_KeysetData& operator=(const CVX_KeysetData&) = delete;
 
@@ -31,7 +31,7 @@ class CVX_KeysetData {
     bool Reinit();
 
     CVX_Keyset* GetKeysetAt(uint32_t inKeysetIndex) const;
-    uint32_t GetNumKeysets() const { return mNumKeysets; }
+    uint32_t GetNumKeysets() const { return static_cast<uint32_t>(mKeysets.size()); }
     uint32_t GetCurrentKeysetIndex() const { return mCurrentKeysetIndex; }
     // An index out of range keeps the current one; either way the current
     // keyset (if any) is woken.
@@ -70,14 +70,15 @@ class CVX_KeysetData {
     CVX_MasterTimer& GetMasterTimer() { return mMasterTimer; }
 
   private:
+    static void ResetLatch();
+
     static CVX_KeysetData* sSelf;
     static uint32_t sCurrentLatchedControl;
     static uint32_t sLatchedControlKeyset;
     static uint32_t sLatchedControlBank;
 
-    uint32_t mNumKeysets = 0;
     uint32_t mCurrentKeysetIndex = 0;
-    uint32_t mCurrentEditControl = 2;
+    uint32_t mCurrentEditControl = 2;  // "Stop"
     std::vector<std::unique_ptr<CVX_Keyset>> mKeysets;
     CVX_MasterTimer mMasterTimer;
     bool mDisableTouchSenseMIDI = false;

@@ -31,7 +31,7 @@ class UStreamReader {
     UStreamReader();
     explicit UStreamReader(std::vector<uint8_t> inStream);
     UStreamReader(const uint8_t* inBytes, size_t inSize);
-    virtual ~UStreamReader();
+    ~UStreamReader();
 
     // mStreamPtr points into the reader's own storage: a copy would share or
     // dangle it, and no parse needs to hand a reader on.

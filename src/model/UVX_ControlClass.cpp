@@ -1,5 +1,7 @@
 #include "model/UVX_ControlClass.h"
 
+#include <iterator>
+
 // The names are copied verbatim into control records and reported to the editor,
 // so every blank counts: channel-control names end in one, and entry 10 in two.
 const cstr32 kControlNames[5] = {"Rewind", "Fast Forward", "Stop", "Play", "Record"};
@@ -32,18 +34,19 @@ const uint8_t kModeCControlNumToControlNum[5] = {165, 164, 161, 162, 163};
 const char kHex2ASCII[17] = "0123456789ABCDEF";
 
 bool UVX_ControlClass::ControlAcceptsMIDI(uint32_t index) {
-    if (index < 5) return kControlAcceptsMIDI[index];
-    return index == 5;
+    if (index < kNumBankControls) return kControlAcceptsMIDI[index];
+    return index == kNumBankControls;
 }
 
 bool UVX_ControlClass::ChannelControlAcceptsMIDI(uint32_t control) {
-    if (control < 160 || control - 160 >= 10) return false;
-    return kChannelControlAcceptsMIDI[control - 160];
+    constexpr uint32_t kEntries = std::size(kChannelControlAcceptsMIDI);
+    if (control < kFirstChannelControl || control - kFirstChannelControl >= kEntries) return false;
+    return kChannelControlAcceptsMIDI[control - kFirstChannelControl];
 }
 
 bool UVX_ControlClass::ChannelControlHasLED(uint32_t control) {
     if (!IsChannelButton(control)) return false;
-    return kChannelCtlHasLED[control - 161];
+    return kChannelCtlHasLED[control - kVXChannelMute];
 }
 
 void HexByteToCString(uint8_t byte, char* out) {

@@ -30,7 +30,7 @@ constexpr uint32_t kNumBanks = 1;
 constexpr uint32_t kNumBankControls = 5;
 constexpr uint32_t kNumChannelStrips = 16;
 constexpr uint32_t kNumChannelControls = 6;
-constexpr uint32_t kFirstChannelControl = 160;
+constexpr uint32_t kFirstChannelControl = kVXChannelFader;
 
 extern const cstr32 kControlNames[5];
 extern const cstr32 kChannelControlNames[14];
@@ -48,11 +48,15 @@ class UVX_ControlClass {
   public:
     // IsButton accepts 5 on purpose: actions for bank buttons are built for it,
     // while the bank holds no control under that number.
-    static constexpr bool IsButton(uint32_t n) { return n < 6; }
-    static constexpr bool IsTransportControl(uint32_t n) { return n < 5; }
-    static constexpr bool IsChannelControl(uint32_t n) { return n >= 160 && n <= 165; }
-    static constexpr bool IsChannelFader(uint32_t n) { return n == 160; }
-    static constexpr bool IsChannelButton(uint32_t n) { return n >= 161 && n <= 165; }
+    static constexpr bool IsButton(uint32_t n) { return n <= kNumBankControls; }
+    static constexpr bool IsTransportControl(uint32_t n) { return n < kNumBankControls; }
+    static constexpr bool IsChannelControl(uint32_t n) {
+        return n >= kVXChannelFader && n <= kVXChannelTouchSense;
+    }
+    static constexpr bool IsChannelFader(uint32_t n) { return n == kVXChannelFader; }
+    static constexpr bool IsChannelButton(uint32_t n) {
+        return n >= kVXChannelMute && n <= kVXChannelTouchSense;
+    }
 
     // kControlAcceptsMIDI, readable one past its end: the channel emulation action
     // asks it with a channel index (0 to 5), and Touch Sense (index 5) must answer

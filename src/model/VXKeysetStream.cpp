@@ -28,9 +28,6 @@ constexpr uint32_t kLastUnsupportedVersion = 0x3FFFF;
 constexpr uint32_t kChannelsPerGroup = 16;
 constexpr uint32_t kChannelsPerGroupBeforeThree = 8;
 
-// The button action sequence always takes room for this many records.
-constexpr uint32_t kActionSlots = 12;
-
 // The fewest bytes a channel control record can occupy: its tags and longs,
 // an empty name, and an empty sequence ("Sequ", "CCnt", count 0).
 constexpr uint32_t kMinChannelControlRecordSize = 4 + 4 + 1 + 8 + 8 + 8 + 4 + 8;
@@ -89,11 +86,9 @@ bool CVX_KeysetData::UpdateFromStream(UStreamReader* inReader) {
 }
 
 bool CVX_KeysetData::NewKeysetFromStream(UStreamReader* inReader) {
+    // Allocation does not fail here (it throws), so the design's "couldn't
+    // create theKeyset" report has no path left to it.
     auto keyset = std::make_unique<CVX_Keyset>("Default", kVXDefaultSignature);
-    if (!keyset || !keyset->GetBankArray() || !keyset->GetChannelStrips()) {
-        VXDiagnostic("CVX_KeysetData::NewKeysetFromStream couldn't create theKeyset\n");
-        return false;
-    }
     if (!keyset->UpdateFromStream(inReader)) {
         keyset.reset();
         VXDiagnostic("CVX_KeysetData::NewKeysetFromStream() couldn't update theKeyset\n");
@@ -201,7 +196,7 @@ bool CVX_ChannelStripArray::UpdateFromStream(UStreamReader* inReader) {
         uint32_t index = 0;
         if (!inReader->GetLong(index) || index + kFirstChannelControl != n) {
             VXDiagnostic("CVX_ChannelStripArray::UpdateFromStream ctl type (%ld) != %ld\n",
-                        AsLong(index), AsLong(n));
+                         AsLong(index), AsLong(n));
             return false;
         }
         for (uint32_t channel = 0; channel < channelsPerGroup; ++channel) {
@@ -241,7 +236,7 @@ bool CVX_ChannelControlData::UpdateFromStream(UStreamReader* inReader) {
     if (!inReader->TagIs(VXTag("CtlD")) || !inReader->TagIs(VXTag("St31"))) return false;
     if (!inReader->GetStr31(name)) {
         VXDiagnostic("CVX_ChannelControlData::UpdateFromStream (ctl #%ld?) couldn't get name\n",
-                    AsLong(mControlType));
+                     AsLong(mControlType));
         return false;
     }
 
@@ -304,8 +299,9 @@ bool CVX_ChannelActionSequence::UpdateFromStream(UStreamReader* inReader, uint32
         std::unique_ptr<CVX_Channel_Action> action =
             CVX_Channel_Action::CreateChannelActionFromStream(inReader, inChannel, inControlType);
         if (!action) {
-            VXDiagnostic("CVX_ChannelActionSequence::UpdateFromStream couldn't create action #%ld\n",
-                        AsLong(i));
+            VXDiagnostic(
+                "CVX_ChannelActionSequence::UpdateFromStream couldn't create action #%ld\n",
+                AsLong(i));
             return false;
         }
         if (i > 0) {
@@ -315,7 +311,7 @@ bool CVX_ChannelActionSequence::UpdateFromStream(UStreamReader* inReader, uint32
         }
         if (!AddAction(std::move(action))) {  // AddAction destroys a refused action
             VXDiagnostic("CVX_ChannelActionSequence::UpdateFromStream couldn't add action #%ld\n",
-                        AsLong(i));
+                         AsLong(i));
             return false;
         }
     }
@@ -333,7 +329,7 @@ bool CVX_ControlData::UpdateFromStream(UStreamReader* inReader) {
     uint32_t latched = 0;
     if (!inReader->GetLong(latched)) {
         VXDiagnostic("CVX_ControlData::UpdateFromStream (ctl #%ld?) couldn't get userName\n",
-                    AsLong(mControlNum));
+                     AsLong(mControlNum));
         return false;
     }
     // The properties stay even if the sequence fails below.
@@ -362,8 +358,8 @@ bool CVX_ActionSequence::UpdateFromStream(UStreamReader* inReader) {
     // The unused slots are skipped by the count, from wherever the records
     // left the stream, and that skip decides the result: a record that built
     // no action does not fail a sequence whose room is all there.
-    if (count < kActionSlots) {
-        result = inReader->MovePosBy((kActionSlots - count) * kVXActionRecordSize);
+    if (count < kVXActionSlots) {
+        result = inReader->MovePosBy((kVXActionSlots - count) * kVXActionRecordSize);
     }
     return result;
 }

@@ -8,12 +8,20 @@ namespace {
 SVXPlatform sPlatform;
 }
 
-SVXPlatform& SVXPlatform::Get() {
+const SVXPlatform& SVXPlatform::Get() {
     return sPlatform;
 }
 
 void SVXPlatform::Install(const SVXPlatform& inPlatform) {
     sPlatform = inPlatform;
+}
+
+CVXPlatformScope::CVXPlatformScope(const SVXPlatform& inPlatform) : mPrevious(SVXPlatform::Get()) {
+    SVXPlatform::Install(inPlatform);
+}
+
+CVXPlatformScope::~CVXPlatformScope() {
+    SVXPlatform::Install(mPrevious);
 }
 
 double SVXPlatform::Now() {

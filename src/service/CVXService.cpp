@@ -1,6 +1,5 @@
 #include "service/CVXService.h"
 
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -14,7 +13,6 @@
 
 namespace {
 
-constexpr uint8_t kButtonPressed = 0x3F;  // value byte of a pressed transport record
 constexpr uint8_t kNoControl = 0xFF;
 
 }  // namespace
@@ -39,60 +37,11 @@ CVXService::~CVXService() {
 }
 
 bool CVXService::InitGlobals() {
-    SVXGlobals& g = mGlobals;
-    // Fields the design leaves as the allocation left them are zeroed.
-    std::memset(g.mPremierCaptureWindowName, 0, sizeof g.mPremierCaptureWindowName);
-    g.mProcessMgrLoaded = false;
-    g.mDriverLoaded = false;
-    g.mEditMode = false;
-    g.mTestMode = false;
-    g.mDataIsDirty = false;
-    g.mHasCursorDevManager = false;
-    g.mDataChangedByShim = false;
-    g.mSnapBackSchedualed = false;
-    g.mCursorHidden = false;
-    g.mProToolsMode = false;
-    g.mLastTransportControl = 2;
-    g.mLastBankSelect = 0xFF;
-    g.mLastKnownCursorPos = 0;
-    g.mDebugCtr1 = 0;
-    g.mDebugCtr2 = 0;
-    std::memset(g.mDebugBuf, 0, sizeof g.mDebugBuf);
-    g.mDebugBufCtr = 0;
-    g.mLastActiveChannel = 0;
-    g.mCurrentAppSpecificTask = nullptr;
-    g.mKeysetData = nullptr;
-    g.mUnitCount = 0;
-    g.mChannelCount = 0;
-    for (uint32_t i = 0; i < 5; ++i) {
-        g.mPreviousControlStatusMap[i] = 0;
-        g.mControlStatusMap[i] = 0;
-    }
-
-    SVXControlStatus& s = g.mControlStatus;
-    s.mPreviousControlStatus = g.mPreviousControlStatusMap;
-    s.mControlStatus = g.mControlStatusMap;
-    s.mWheelInMotion = false;
-    s.mRingInMotion = false;
-    s.mAbsoluteWheelValue = 0;
-    s.mRelativeWheelValue = 0;
-    s.mPreviousRingValue = 0;
-    s.mRingValue = 0;
-    for (uint32_t i = 0; i < 3; ++i) {
-        s.mJoystickValues[i] = 0;
-        s.mPreviousJoystickValues[i] = 0;
-    }
-    s.mLastWheelTick = 0;
-    s.mLatchedControl = 0xFFFFFFFF;
-    s.mLastWheelDir = 0;
-    s.mLastActiveControl = 2;
-    // The design stores 2 into mLastActiveControl a second time where one would
-    // expect mLastInactiveControl, leaving this field uninitialised. Nothing
-    // reads it before the first release sets it; 0 stands for "none yet" rather
-    // than stale memory.
-    s.mLastInactiveControl = 0;
-    s.mLastCommand = 0;
-    s.mLastSubCommand = 0;
+    // Every field starts as its declaration in the header gives it; what is
+    // left is pointing the status record at the maps it reports through.
+    SVXControlStatus& s = mGlobals.mControlStatus;
+    s.mPreviousControlStatus = mGlobals.mPreviousControlStatusMap;
+    s.mControlStatus = mGlobals.mControlStatusMap;
     return true;
 }
 
@@ -123,24 +72,24 @@ bool CVXService::GetControlStatus(const int8_t* inRecord, uint8_t* outControl, u
     // (say 2, 160) would otherwise have its value taken from whatever follows
     // it. A record too short for its kind decodes as no control and leaves the
     // status alone.
-    uint32_t length = record[0];
-    if (length < 2) {
+    uint32_t length = record[kVXRecordLength];
+    if (length <= kVXRecordKind) {
         *outControl = kNoControl;
         return false;
     }
-    uint8_t k = record[1];
+    uint8_t k = record[kVXRecordKind];
     if (k == kNoControl) return false;
 
     SVXControlStatus& status = mGlobals.mControlStatus;
     bool result = false;
     bool active = false;
     if (UVX_ControlClass::IsChannelControl(k)) {
-        if (length >= 4) {
-            uint8_t v = record[2];
+        if (length >= kVXChannelRecordLength) {
+            uint8_t v = record[kVXRecordChannel];
             *outChannel = v;
-            *outValue = record[3];
+            *outValue = record[kVXRecordValue];
             mGlobals.mLastActiveChannel = v;
-            if (UVX_ControlClass::IsChannelFader(k) || record[3] != 0) {
+            if (UVX_ControlClass::IsChannelFader(k) || record[kVXRecordValue] != 0) {
                 status.mLastActiveControl = k;
                 active = true;
             } else {
@@ -149,10 +98,10 @@ bool CVXService::GetControlStatus(const int8_t* inRecord, uint8_t* outControl, u
             result = true;
         }
     } else if (UVX_ControlClass::IsButton(k)) {
-        if (length >= 3) {
-            uint8_t v = record[2];
+        if (length >= kVXButtonRecordLength) {
+            uint8_t v = record[kVXRecordButtonState];
             status.mLastSubCommand = v;
-            if (v == kButtonPressed) {
+            if (v == kVXButtonPressed) {
                 status.mLastActiveControl = k;
                 *outValue = 1;
                 active = true;
@@ -164,7 +113,9 @@ bool CVXService::GetControlStatus(const int8_t* inRecord, uint8_t* outControl, u
             result = true;
         }
     }
-    if (result && k < 5) mGlobals.mControlStatusMap[k] = active ? 1 : 0;
+    if (result && UVX_ControlClass::IsTransportControl(k)) {
+        mGlobals.mControlStatusMap[k] = active ? 1 : 0;
+    }
     *outControl = k;
     return result;
 }
@@ -218,10 +169,11 @@ void CVXService::Service(const uint8_t* record) {
     // host as one packet. The length byte is signed, as the parser's records
     // never exceed 127 bytes; checking it first keeps the kind byte of a
     // 0- or 1-byte record unread.
-    int8_t length = static_cast<int8_t>(record[0]);
-    if (length > 2 && record[1] == kVXRawMIDIMessage) {
+    int8_t length = static_cast<int8_t>(record[kVXRecordLength]);
+    if (length > static_cast<int8_t>(kVXRecordMessage) &&
+        record[kVXRecordKind] == kVXRawMIDIMessage) {
         if (CVXHostMIDIOut* host = SVXPlatform::Get().hostMIDI) {
-            host->Send(record + 2, static_cast<size_t>(length - 2));
+            host->Send(record + kVXRecordMessage, static_cast<size_t>(length) - kVXRecordMessage);
         }
     }
     // Anything else is dropped.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "driver/CVXRecordSink.h"
+#include "model/UVX_ControlClass.h"
 
 class CVX_KeysetData;
 
@@ -21,7 +22,8 @@ struct SVXControlStatus {
     uint32_t* mControlStatus = nullptr;          // -> SVXGlobals::mControlStatusMap
     bool mWheelInMotion = false;
     bool mRingInMotion = false;
-    // Never initialised by InitGlobals; zero rather than whatever memory held.
+    // Left unset by the original initialisation; zero rather than whatever
+    // memory held.
     int32_t mAbsoluteWheelValue = 0;
     int32_t mRelativeWheelValue = 0;
     int32_t mPreviousRingValue = 0;
@@ -31,10 +33,14 @@ struct SVXControlStatus {
     int32_t mLastWheelTick = 0;
     uint32_t mLatchedControl = 0xFFFFFFFF;  // none
     int8_t mLastWheelDir = 0;
-    uint8_t mLastActiveControl = 2;    // last control pressed, touched or moved
-    uint8_t mLastInactiveControl = 0;  // last control released; see InitGlobals
-    uint8_t mLastCommand = 0;          // kept
-    uint8_t mLastSubCommand = 0;       // raw value byte of the last transport record
+    uint8_t mLastActiveControl = kVXStop;  // last control pressed, touched or moved
+    // Last control released. The original initialisation stores 2 into
+    // mLastActiveControl a second time where this field was meant, leaving it
+    // unset; nothing reads it before the first release sets it, and 0 stands
+    // for "none yet".
+    uint8_t mLastInactiveControl = 0;
+    uint8_t mLastCommand = 0;     // kept
+    uint8_t mLastSubCommand = 0;  // raw value byte of the last transport record
 };
 
 // Service-wide state. Fields marked kept are not read beyond their
@@ -59,7 +65,7 @@ struct SVXGlobals {
     bool mSnapBackSchedualed = false;             // kept
     bool mCursorHidden = false;                   // kept
     bool mProToolsMode = false;                   // kept
-    uint8_t mLastTransportControl = 2;            // "Stop"
+    uint8_t mLastTransportControl = kVXStop;
     uint8_t mLastBankSelect = 0xFF;
     uint32_t mLastKnownCursorPos = 0;  // kept
     uint32_t mDebugCtr1 = 0;
@@ -72,9 +78,9 @@ struct SVXGlobals {
     CVX_KeysetData* mKeysetData = nullptr;  // kept; the live one is CVXService's
     uint16_t mUnitCount = 0;                // kept
     uint16_t mChannelCount = 0;             // kept
-    uint32_t mPreviousControlStatusMap[5] = {};
+    uint32_t mPreviousControlStatusMap[kNumBankControls] = {};
     // Index = transport control 0 to 4: 1 while that button is down, else 0.
-    uint32_t mControlStatusMap[5] = {};
+    uint32_t mControlStatusMap[kNumBankControls] = {};
 };
 
 class CVXService : public CVXRecordSink {

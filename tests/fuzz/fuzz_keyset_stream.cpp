@@ -40,7 +40,7 @@ CVX_KeysetData& TheSet() {
     static CVX_KeysetData* sData = [] {
         SVXPlatform platform;
         platform.loop = new CVXVirtualLoop;  // lives for the whole run
-        SVXPlatform::Install(platform);
+        new CVXPlatformScope(platform);      // so does the context
         return new CVX_KeysetData;
     }();
     return *sData;

@@ -1,17 +1,21 @@
 // The real sd-event loop: timers on the grid, release and cancellation from
-// inside callbacks, exit codes, termination signals and fd watches. Runs are a
-// few dozen milliseconds; no assertion depends on how fast the machine is.
-#include "platform/CVXSdEventLoop.h"
+// inside callbacks, exit codes, termination signals, fd watches and wake-ups
+// from other threads. Runs are a few dozen milliseconds; no assertion depends
+// on how fast the machine is.
+#include "platform/loop/CVXSdEventLoop.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -155,6 +159,131 @@ TEST(SdEventLoop, IOWatchReportsReadinessUntilRemovedFromItsOwnCallback) {
     EXPECT_EQ(read(fd, &left, sizeof left), 8);
     EXPECT_EQ(left, 11u);
     close(fd);
+}
+
+TEST(SdEventLoop, IOWatchMaskChangesStopAndResumeDispatch) {
+    // An empty eventfd is always writable and never readable, so the mask
+    // alone decides whether the watch is called.
+    int fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    CVXSdEventLoop loop;
+    std::vector<uint32_t> revents;
+    CVXSdEventLoop::WatchId watch = 0;
+    watch = loop.AddIOWatch(fd, EPOLLIN, [&](uint32_t inRevents) {
+        revents.push_back(inRevents);
+        if (revents.size() == 1) {
+            // Still writable: level-triggered, it would be called again at
+            // once unless the pause works.
+            EXPECT_TRUE(loop.SetIOWatchEvents(watch, 0));
+            return;
+        }
+        loop.RemoveIOWatch(watch);
+        loop.Exit(0);
+    });
+    ASSERT_NE(watch, 0u);
+    size_t whilePaused = 0;
+    loop.AddOneShotTimer(2000, [&] {
+        EXPECT_TRUE(revents.empty()) << "EPOLLIN on an empty eventfd";
+        EXPECT_TRUE(loop.SetIOWatchEvents(watch, EPOLLOUT));
+    });
+    loop.AddOneShotTimer(10000, [&] {
+        whilePaused = revents.size();
+        EXPECT_TRUE(loop.SetIOWatchEvents(watch, EPOLLIN | EPOLLOUT));
+    });
+    EXPECT_FALSE(loop.SetIOWatchEvents(watch + 100, EPOLLIN));
+    EXPECT_EQ(RunGuarded(loop), 0);
+    EXPECT_EQ(whilePaused, 1u);
+    EXPECT_EQ(revents, (std::vector<uint32_t>{EPOLLOUT, EPOLLOUT}));
+    EXPECT_FALSE(loop.SetIOWatchEvents(watch, EPOLLIN)) << "removed";
+    close(fd);
+}
+
+TEST(SdEventLoop, PipeHangUpReachesAWatchThatRemovesItselfAndReleasesItsCaptures) {
+    int fds[2];
+    ASSERT_EQ(pipe2(fds, O_NONBLOCK | O_CLOEXEC), 0);
+    CVXSdEventLoop loop;
+    auto token = std::make_shared<int>(0);
+    std::weak_ptr<int> alive = token;
+    std::string received;
+    CVXSdEventLoop::WatchId watch = 0;
+    watch = loop.AddIOWatch(fds[0], EPOLLIN, [&, token](uint32_t inRevents) {
+        char buffer[16];
+        ssize_t n = 0;
+        while ((n = read(fds[0], buffer, sizeof buffer)) > 0)
+            received.append(buffer, static_cast<size_t>(n));
+        if (!(inRevents & EPOLLHUP)) return;
+        loop.RemoveIOWatch(watch);
+        // One more pass: a second call would come first, and the captures
+        // must be gone by then.
+        loop.AddOneShotTimer(5000, [&] { loop.Exit(alive.expired() ? 0 : 1); });
+    });
+    token.reset();
+    ASSERT_NE(watch, 0u);
+    loop.AddOneShotTimer(1000, [&] { EXPECT_EQ(write(fds[1], "fader", 5), 5); });
+    loop.AddOneShotTimer(3000, [&] { close(fds[1]); });
+    EXPECT_EQ(RunGuarded(loop), 0);
+    EXPECT_EQ(received, "fader");
+    EXPECT_EQ(loop.PendingWatches(), 0u);
+    close(fds[0]);
+}
+
+TEST(SdEventLoop, WakesFromAnotherThreadDuringTheCallbackGiveOneMoreCallOnTheLoopThread) {
+    // The first call holds the loop until the other thread has woken it a
+    // hundred times more: those wakes land while a call runs, and must give
+    // exactly one more call after it. A loop that emptied the eventfd after
+    // the call would lose them, and the guard's -1000 would end the run.
+    CVXSdEventLoop loop;
+    const std::thread::id loopThread = std::this_thread::get_id();
+    std::atomic<bool> inFirstCall{false}, wakerDone{false};
+    int calls = 0;
+    bool onLoopThread = true;
+    CVXWakeup* wakeup = loop.AddWakeup([&] {
+        ++calls;
+        onLoopThread = onLoopThread && std::this_thread::get_id() == loopThread;
+        if (calls > 1) return loop.Exit(0);
+        inFirstCall.store(true);
+        while (!wakerDone.load()) std::this_thread::yield();
+    });
+    ASSERT_NE(wakeup, nullptr);
+    std::thread waker;
+    loop.AddOneShotTimer(1000, [&] {
+        waker = std::thread([&] {
+            wakeup->Wake();
+            while (!inFirstCall.load()) std::this_thread::yield();
+            for (int i = 0; i < 100; ++i) wakeup->Wake();
+            wakerDone.store(true);
+        });
+    });
+    EXPECT_EQ(RunGuarded(loop), 0);
+    waker.join();
+    EXPECT_TRUE(onLoopThread);
+    EXPECT_EQ(calls, 2);
+    loop.RemoveWakeup(wakeup);
+    EXPECT_EQ(loop.PendingWakeups(), 0u);
+    EXPECT_EQ(loop.PendingWatches(), 0u);
+}
+
+TEST(SdEventLoop, WakesBeforeTheLoopRunsGiveOneCallThatMayRemoveItsWakeup) {
+    CVXSdEventLoop loop;
+    auto token = std::make_shared<int>(0);
+    std::weak_ptr<int> alive = token;
+    int calls = 0;
+    CVXWakeup* wakeup = nullptr;
+    wakeup = loop.AddWakeup([&, token] {
+        ++calls;
+        loop.RemoveWakeup(wakeup);
+        loop.AddOneShotTimer(5000, [&] { loop.Exit(alive.expired() ? 0 : 1); });
+    });
+    token.reset();
+    ASSERT_NE(wakeup, nullptr);
+    std::thread([wakeup] {
+        for (int i = 0; i < 5; ++i) wakeup->Wake();
+    }).join();
+    EXPECT_EQ(calls, 0) << "only the loop thread runs it";
+    EXPECT_EQ(RunGuarded(loop), 0);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(loop.PendingWakeups(), 0u);
+    EXPECT_EQ(loop.PendingWatches(), 0u);
 }
 
 // Objects captured by pending callbacks may cancel other timers as they die

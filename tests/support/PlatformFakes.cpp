@@ -8,26 +8,33 @@ std::vector<std::string> CEventLog::Take() {
     return lines;
 }
 
-void CRecordingHostMIDI::Send(const uint8_t* inBytes, size_t inLength) {
-    std::string line = "host";
+// Each byte as " XX".
+std::string HexBytes(const uint8_t* inBytes, size_t inLength) {
+    std::string text;
     char hex[4];
     for (size_t i = 0; i < inLength; ++i) {
         std::snprintf(hex, sizeof hex, " %02X", inBytes[i]);
-        line += hex;
+        text += hex;
     }
-    mLog.Add(line);
+    return text;
 }
 
-CVXPlatformTest::CVXPlatformTest() {
+void CRecordingHostMIDI::Send(const uint8_t* inBytes, size_t inLength) {
+    mLog.Add("host" + HexBytes(inBytes, inLength));
+}
+
+int CRecordingDevice::WriteAsync(const uint8_t* inData, size_t inSize) {
+    mLog.Add("device" + HexBytes(inData, inSize));
+    return mStatus;
+}
+
+SVXPlatform CVXPlatformTest::Fakes() {
     SVXPlatform platform;
     platform.loop = &mLoop;
     platform.poster = &mPoster;
     platform.notifier = &mNotifier;
     platform.frontApp = &mFrontApp;
     platform.hostMIDI = &mHostMIDI;
-    SVXPlatform::Install(platform);
-}
-
-CVXPlatformTest::~CVXPlatformTest() {
-    SVXPlatform::Uninstall();
+    platform.device = &mDevice;
+    return platform;
 }

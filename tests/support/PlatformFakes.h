@@ -12,6 +12,7 @@
 
 #include "model/UStreamReader.h"
 #include "platform/CVXAppNotifier.h"
+#include "platform/CVXDeviceWriter.h"
 #include "platform/CVXEventPoster.h"
 #include "platform/CVXFrontAppSource.h"
 #include "platform/CVXHostMIDIOut.h"
@@ -26,6 +27,9 @@ inline uint32_t FourCC(const char (&inText)[5]) {
 inline std::string FourCCText(uint32_t inCode) {
     return VXFourCCText(inCode);
 }
+
+// Each byte as " XX", as the recording fakes log them.
+std::string HexBytes(const uint8_t* inBytes, size_t inLength);
 
 class CEventLog {
   public:
@@ -83,17 +87,30 @@ class CRecordingHostMIDI : public CVXHostMIDIOut {
     CEventLog& mLog;
 };
 
+// Logs "device <hex bytes>" and answers mStatus.
+class CRecordingDevice : public CVXDeviceWriter {
+  public:
+    explicit CRecordingDevice(CEventLog& inLog) : mLog(inLog) {}
+    int WriteAsync(const uint8_t* inData, size_t inSize) override;
+    int mStatus = 0;
+
+  private:
+    CEventLog& mLog;
+};
+
 // Installs a virtual loop and the recording fakes as the platform context for
 // the test's lifetime.
 class CVXPlatformTest : public ::testing::Test {
   protected:
-    CVXPlatformTest();
-    ~CVXPlatformTest() override;
-
     CEventLog mLog;
     CVXVirtualLoop mLoop;
     CRecordingPoster mPoster{mLog};
     CRecordingNotifier mNotifier{mLog};
     CFakeFrontApp mFrontApp;
     CRecordingHostMIDI mHostMIDI{mLog};
+    CRecordingDevice mDevice{mLog};
+
+  private:
+    SVXPlatform Fakes();
+    CVXPlatformScope mScope{Fakes()};
 };

@@ -35,7 +35,7 @@ std::string DescribeRecord(const uint8_t* r) {
     char line[320];
     if (UVX_ControlClass::IsTransportControl(kind)) {
         std::snprintf(line, sizeof line, "button %s %s", kControlNames[kind],
-                      r[2] == 0x3F ? "pressed" : "released");
+                      r[kVXRecordButtonState] == kVXButtonPressed ? "pressed" : "released");
     } else if (UVX_ControlClass::IsChannelFader(kind)) {
         std::snprintf(line, sizeof line, "fader channel %u position %u", r[2], r[3]);
     } else if (kind == kVXChannelTouchSense) {
@@ -168,10 +168,10 @@ int RunDecode(const std::vector<std::string>& inArgs) {
     platform.notifier = &notifier;
     platform.frontApp = &front;
     platform.hostMIDI = &printer;
-    SVXPlatform::Install(platform);
 
     uint32_t errors = 0;
     {
+        CVXPlatformScope scope(platform);
         CVXService service(std::move(prefs));
         printer.mService = &service;
         CVXUserSpaceDriver driver(&printer, &printer);
@@ -185,7 +185,6 @@ int RunDecode(const std::vector<std::string>& inArgs) {
         }
         errors = driver.Parser().DebugErrorCount();
     }
-    SVXPlatform::Uninstall();
     if (!records && errors != 0) std::printf("bridge status errors: %u\n", errors);
     std::fflush(stdout);
     return 0;

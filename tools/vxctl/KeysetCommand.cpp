@@ -104,18 +104,17 @@ int RunKeyset(const std::vector<std::string>& inArgs) {
         return 1;
     }
 
-    CVXVirtualLoop loop;
-    SVXPlatform platform;
-    platform.loop = &loop;
-    SVXPlatform::Install(platform);
     bool complete;
     {
+        CVXVirtualLoop loop;
+        SVXPlatform platform;
+        platform.loop = &loop;
+        CVXPlatformScope scope(platform);
         CVX_KeysetData data;
         UStreamReader reader(std::move(bytes));
         complete = data.UpdateFromStream(&reader);
         for (uint32_t i = 0; i < data.GetNumKeysets(); ++i) PrintKeyset(i, *data.GetKeysetAt(i));
     }
-    SVXPlatform::Uninstall();
     std::fflush(stdout);
     if (!complete) {
         std::cerr << "vxctl keyset dump: '" << inArgs[1] << "' did not load completely\n";

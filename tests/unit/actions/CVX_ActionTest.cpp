@@ -97,9 +97,9 @@ TEST_F(ActionRepeat, TimerStopsAndOnlyTheCurrentOneIsReachable) {
     auto second = std::make_unique<CVX_MasterTimer>();
     auto third = std::make_unique<CVX_MasterTimer>();
     second.reset();  // no longer the current one: sSelf stays with the third
-    EXPECT_EQ(CVX_MasterTimer::sSelf, third.get());
+    EXPECT_EQ(CVX_MasterTimer::GetMasterTimer(), third.get());
     third.reset();
-    EXPECT_EQ(CVX_MasterTimer::sSelf, nullptr);
+    EXPECT_EQ(CVX_MasterTimer::GetMasterTimer(), nullptr);
     CProbeAction probe(mLog, "p");
     Press(probe, 1);  // no timer: the repeat is dropped, nothing dereferenced
     mTimer.Stop();

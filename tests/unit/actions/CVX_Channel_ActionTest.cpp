@@ -6,6 +6,7 @@
 
 #include "model/CVX_Keyset.h"
 #include "model/UStreamWriter.h"
+#include "platform/VXDiagnostics.h"
 #include "support/PlatformFakes.h"
 
 namespace {
@@ -32,9 +33,9 @@ class ChannelActionTest : public CVXPlatformTest {
     // Reads one record for channel 4 of `inControl`, keeping what it printed.
     std::unique_ptr<CVX_Channel_Action> Read(const Bytes& inBytes, uint32_t inControl) {
         UStreamReader reader(inBytes.data(), inBytes.size());
-        testing::internal::CaptureStdout();
+        CVXDiagnosticCapture printed;
         auto action = CVX_Channel_Action::CreateChannelActionFromStream(&reader, 4, inControl);
-        mPrinted = testing::internal::GetCapturedStdout();
+        mPrinted = printed.Take();
         return action;
     }
     std::string mPrinted;

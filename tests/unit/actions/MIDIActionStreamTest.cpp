@@ -9,6 +9,7 @@
 #include "actions/CVX_Channel_MIDIAction.h"
 #include "actions/CVX_MIDIAction.h"
 #include "model/CVX_Keyset.h"
+#include "platform/VXDiagnostics.h"
 #include "support/PlatformFakes.h"
 
 namespace {
@@ -56,7 +57,7 @@ const auto kEmulation = [](UStreamReader* r, uint32_t c, uint32_t ch) {
 // comes back if it is a T.
 template <class T, class F>
 std::unique_ptr<T> Read(const Bytes& inBody, F inMake, uint32_t inControl, uint32_t inCh = 9) {
-    testing::internal::CaptureStdout();
+    CVXDiagnosticCapture printed;
     for (size_t i = 0; i < inBody.size(); ++i) {
         UStreamReader cut(Bytes(inBody.begin(), inBody.begin() + std::ptrdiff_t(i)));
         EXPECT_EQ(inMake(&cut, inControl, inCh), nullptr) << "cut at " << i;
@@ -68,7 +69,7 @@ std::unique_ptr<T> Read(const Bytes& inBody, F inMake, uint32_t inControl, uint3
     UStreamReader reader(inBody);
     auto action = inMake(&reader, inControl, inCh);
     EXPECT_EQ(reader.GetPos(), inBody.size());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(printed.Text(), "");
     if (!dynamic_cast<T*>(action.get())) return nullptr;
     return std::unique_ptr<T>(static_cast<T*>(action.release()));
 }

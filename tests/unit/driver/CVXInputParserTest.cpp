@@ -95,6 +95,10 @@ TEST_F(InputParserTest, BridgeStatusBytesDecideWhatIsRead) {
                            {0x11, 0x40, 0xB0, 0x46, 0x7F}};
     for (const Bytes& read : reads) FeedRaw(read);
     EXPECT_EQ(mParser.DebugErrorCount(), 3u);
+    // A read of one byte is judged by its modem byte alone.
+    FeedRaw({0x12});
+    FeedRaw({0x01});
+    EXPECT_EQ(mParser.DebugErrorCount(), 4u);
     // A header of 0x01 0x60 is accepted but not stripped: under running status
     // its two bytes become the data of a control change.
     Feed({0xB0, 0x46, 0x7F});

@@ -107,7 +107,7 @@ TEST_F(KeysetDataLifetime, ANewSetStartsWithoutTheLatchOrTheOldStatics) {
     EXPECT_EQ(Latch(), "4 0 0");
     mData.reset();
     // No set, and no master timer, running or registered, is left behind.
-    EXPECT_TRUE(!CVX_KeysetData::GetKeysetData() && !CVX_MasterTimer::sSelf &&
+    EXPECT_TRUE(!CVX_KeysetData::GetKeysetData() && !CVX_MasterTimer::GetMasterTimer() &&
                 mLoop.PendingTimers() == 0);
     mData = std::make_unique<CVX_KeysetData>();
     EXPECT_EQ(Latch(), "-1 -1 -1");

@@ -1,5 +1,6 @@
 #include "model/UStreamReader.h"
 #include "model/UStreamWriter.h"
+#include "platform/VXDiagnostics.h"
 
 #include <gtest/gtest.h>
 
@@ -41,9 +42,9 @@ TEST(UStreamReader, StringsAreCutAndBounded) {
     for (int i = 0; i < 40; ++i) bytes.push_back(static_cast<uint8_t>('A' + i));
     UStreamReader r(bytes);
     char out[256];
-    testing::internal::CaptureStdout();
+    CVXDiagnosticCapture printed;
     EXPECT_TRUE(r.GetStr31(out));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "string length changed\n");
+    EXPECT_EQ(printed.Text(), "string length changed\n");
     EXPECT_EQ(std::string(out), std::string(bytes.begin() + 1, bytes.begin() + 32));
     EXPECT_EQ(r.GetPos(), 32u);
 

@@ -15,6 +15,7 @@
 #include "model/CVX_KeysetData.h"
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
+#include "platform/VXDiagnostics.h"
 #include "support/PlatformFakes.h"
 
 namespace {
@@ -72,9 +73,9 @@ class KeysetStreamTest : public CVXPlatformTest {
     // capturing what it prints into mOut and where it left the stream in mPos.
     bool Run(Entry inEntry, const W& inStream, size_t inLength = SIZE_MAX) {
         UStreamReader reader(inStream.Bytes().data(), std::min(inLength, inStream.Bytes().size()));
-        testing::internal::CaptureStdout();
+        CVXDiagnosticCapture printed;
         bool result = (mData.*inEntry)(&reader);
-        mOut = testing::internal::GetCapturedStdout();
+        mOut = printed.Take();
         mPos = reader.GetPos();
         return result;
     }

@@ -1,6 +1,7 @@
 // The driver's real event loop: one sd-event loop on CLOCK_MONOTONIC. Timers,
-// file-descriptor watches and the termination signals all run on the thread
-// that calls Run(); later backends (D-Bus, USB, MIDI) attach to Native().
+// file-descriptor watches, wake-ups and the termination signals all run on the
+// thread that calls Run(); backends that need sd-event or sd-bus themselves
+// (D-Bus) attach to Native().
 #pragma once
 
 #include <cstddef>
@@ -20,9 +21,6 @@ struct sd_event_source;
 
 class CVXSdEventLoop : public CVXEventLoop {
   public:
-    using WatchId = uint64_t;  // 0 is never a valid watch
-    using IOCallback = std::function<void(uint32_t inRevents)>;
-
     // Creates the sd-event loop; Valid() says whether that worked (the reason
     // is printed when it did not).
     CVXSdEventLoop();
@@ -58,17 +56,27 @@ class CVXSdEventLoop : public CVXEventLoop {
     int Run() override;
     void Exit(int inCode) override;
 
-    // Calls inCallback with the returned epoll events whenever inFd is ready
-    // for inEpollEvents (level-triggered). One watch per fd. Returns 0 on
-    // failure. Removing is safe from inside any callback, including its own.
-    WatchId AddIOWatch(int inFd, uint32_t inEpollEvents, IOCallback inCallback);
-    void RemoveIOWatch(WatchId inWatch);
+    // One sd-event I/O source per watch. A watch removed from inside its own
+    // callback is disabled at once and freed when the callback returns.
+    WatchId AddIOWatch(int inFd, uint32_t inEpollEvents, IOCallback inCallback) override;
+    bool SetIOWatchEvents(WatchId inWatch, uint32_t inEpollEvents) override;
+    void RemoveIOWatch(WatchId inWatch) override;
+
+    // Each wake-up is an eventfd watched like any other fd: Wake() adds one
+    // to its counter with a single write(2), which is async-signal-safe and
+    // never blocks (the fd is non-blocking; a counter at its limit is already
+    // readable). The loop empties the counter before it calls the callback,
+    // so a Wake() after that point gives one more call.
+    CVXWakeup* AddWakeup(Callback inCallback) override;
+    void RemoveWakeup(CVXWakeup* inWakeup) override;
 
     // The grid point a timer is armed for; while a repeating timer's callback
     // runs, the one it is firing for. 0 for an unknown or fired timer.
     uint64_t DueMicros(TimerId inTimer) const;
     size_t PendingTimers() const { return mTimers.size(); }
+    // Each wake-up's eventfd watch is counted here too.
     size_t PendingWatches() const { return mWatches.size(); }
+    size_t PendingWakeups() const { return mWakeups.size(); }
 
   private:
     struct STimer {
@@ -78,6 +86,7 @@ class CVXSdEventLoop : public CVXEventLoop {
         bool cancelled = false;  // cancelled while its own callback runs
     };
     struct SWatch;
+    class CWakeup;
 
     static int OnTimers(sd_event_source* inSource, uint64_t inUsec, void* inUserData);
     static int OnIO(sd_event_source* inSource, int inFd, uint32_t inRevents, void* inUserData);
@@ -94,4 +103,5 @@ class CVXSdEventLoop : public CVXEventLoop {
     std::set<std::pair<uint64_t, TimerId>> mQueue;  // (due, id): firing order
     TimerId mFiring = 0;                            // the repeating timer whose callback runs
     std::unordered_map<WatchId, std::unique_ptr<SWatch>> mWatches;
+    std::unordered_map<CVXWakeup*, std::unique_ptr<CWakeup>> mWakeups;
 };

@@ -1,6 +1,9 @@
-#include "platform/CVXSdEventLoop.h"
+#include "platform/loop/CVXSdEventLoop.h"
 
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <systemd/sd-event.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -18,6 +21,25 @@ struct CVXSdEventLoop::SWatch {
     IOCallback callback;
     bool dispatching = false;
     bool released = false;
+};
+
+// The handle another thread wakes through. It holds only the fd: the callback
+// lives in the eventfd's watch, so that a wake-up removed from inside its own
+// callback is kept alive and freed exactly as a watch is.
+class CVXSdEventLoop::CWakeup final : public CVXWakeup {
+  public:
+    explicit CWakeup(int inFd) : fd(inFd) {}
+
+    void Wake() override {
+        const uint64_t one = 1;
+        // Nothing to report from here, and nothing to do: the only failure on
+        // a valid eventfd is EAGAIN, a counter so full that it is readable.
+        ssize_t written = write(fd, &one, sizeof one);
+        (void)written;
+    }
+
+    const int fd;
+    WatchId watch = 0;
 };
 
 namespace {
@@ -61,8 +83,10 @@ CVXSdEventLoop::~CVXSdEventLoop() {
     // remove watches from their destructors, and must then find nothing.
     auto timers = std::move(mTimers);
     auto watches = std::move(mWatches);
+    auto wakeups = std::move(mWakeups);
     mTimers.clear();
     mWatches.clear();
+    mWakeups.clear();
     mQueue.clear();
     for (auto& entry : watches) sd_event_source_disable_unref(entry.second->source);
     sd_event_source_disable_unref(mTimerSource);
@@ -200,6 +224,18 @@ CVXSdEventLoop::WatchId CVXSdEventLoop::AddIOWatch(int inFd, uint32_t inEpollEve
     return id;
 }
 
+bool CVXSdEventLoop::SetIOWatchEvents(WatchId inWatch, uint32_t inEpollEvents) {
+    auto it = mWatches.find(inWatch);
+    if (it == mWatches.end() || it->second->released) return false;
+    int r = sd_event_source_set_io_events(it->second->source, inEpollEvents);
+    if (r < 0) {
+        VXDiagnostic("CVXSdEventLoop: cannot change the events of a watch: %s\n",
+                     std::strerror(-r));
+        return false;
+    }
+    return true;
+}
+
 void CVXSdEventLoop::RemoveIOWatch(WatchId inWatch) {
     auto it = mWatches.find(inWatch);
     if (it != mWatches.end()) ReleaseWatch(it->second.get());
@@ -230,6 +266,42 @@ int CVXSdEventLoop::OnIO(sd_event_source*, int, uint32_t inRevents, void* inUser
     return 0;
 }
 
+CVXWakeup* CVXSdEventLoop::AddWakeup(Callback inCallback) {
+    if (!Valid()) return nullptr;
+    const int fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    if (fd < 0) {
+        VXDiagnostic("CVXSdEventLoop: cannot create a wake-up: %s\n", std::strerror(errno));
+        return nullptr;
+    }
+    auto wakeup = std::make_unique<CWakeup>(fd);
+    wakeup->watch = AddIOWatch(fd, EPOLLIN, [fd, callback = std::move(inCallback)](uint32_t) {
+        // Emptied before the call: a Wake() from here on makes the fd
+        // readable again, so the last wake is always followed by a call.
+        uint64_t count = 0;
+        ssize_t got = read(fd, &count, sizeof count);
+        (void)got;
+        callback();
+    });
+    if (wakeup->watch == 0) {
+        close(fd);
+        return nullptr;
+    }
+    // The source closes the fd when it is freed, which for a wake-up removed
+    // from its own callback is after that callback returned.
+    sd_event_source_set_io_fd_own(mWatches.at(wakeup->watch)->source, 1);
+    CVXWakeup* handle = wakeup.get();
+    mWakeups.emplace(handle, std::move(wakeup));
+    return handle;
+}
+
+void CVXSdEventLoop::RemoveWakeup(CVXWakeup* inWakeup) {
+    auto it = mWakeups.find(inWakeup);
+    if (it == mWakeups.end()) return;
+    const WatchId watch = it->second->watch;
+    mWakeups.erase(it);
+    RemoveIOWatch(watch);
+}
+
 int CVXSdEventLoop::Run() {
     if (!Valid()) return -EINVAL;
     if (sd_event_get_state(mEvent) == SD_EVENT_FINISHED) {
@@ -253,7 +325,7 @@ int CVXSdEventLoop::Run() {
         int r = sd_event_add_signal(mEvent, &signals[i], numbers[i], OnTerminationSignal, nullptr);
         if (r < 0)
             VXDiagnostic("CVXSdEventLoop: cannot watch signal %d: %s\n", numbers[i],
-                        std::strerror(-r));
+                         std::strerror(-r));
     }
 
     int result = sd_event_loop(mEvent);
