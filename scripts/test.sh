@@ -27,7 +27,14 @@ for t in build/fuzz/tests/fuzz/fuzz_*; do
     [ -x "$t" ] || continue
     corpus="build/fuzz/corpus/$(basename "$t")"
     mkdir -p "$corpus"
-    "$t" -runs="$FUZZ_RUNS" -close_fd_mask=1 -max_len=4096 -print_final_stats=0 "$corpus" 2>&1 | tail -n 3
+    log="build/fuzz/$(basename "$t").log"
+    # The finding's own report is what a reader needs, so on failure show the
+    # end of the log rather than libFuzzer's last lines.
+    if ! "$t" -runs="$FUZZ_RUNS" -close_fd_mask=1 -max_len=4096 -print_final_stats=0 "$corpus" >"$log" 2>&1; then
+        grep -v '^INFO\|^#' "$log" | tail -n 60
+        echo "$(basename "$t"): finding (full log in $log)"
+        exit 1
+    fi
     echo "$(basename "$t"): ${FUZZ_RUNS} inputs, no finding"
 done
 
