@@ -19,6 +19,10 @@ class CVXInputParser {
     CVXInputParser(CVXRecordSink* inService = nullptr, CVXHostMIDIOut* inHost = nullptr)
         : mService(inService), mHost(inHost) {}
 
+    // The driver builds its control service after the parser (devices are
+    // brought up first) and hands it over here.
+    void SetRecordSink(CVXRecordSink* inService) { mService = inService; }
+
     // Entry point: the bytes of one completed bulk read.
     void ProcessVXData(const uint8_t* data, size_t length);
 

@@ -1,19 +1,37 @@
-// The one driver object. It is composed of parts, each testable alone; today it
-// holds the input parser, and every completed read of the surface enters here.
+// The one driver object. It is composed of parts, each testable alone: the
+// device link (USB bring-up, the read loop and every write to the surface),
+// the input parser that every completed read enters, and the control service
+// that the parser's records go to. A 10 ms timer keeps the front application
+// current.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
 
+#include "driver/CVXDeviceLink.h"
 #include "driver/CVXInputParser.h"
+#include "platform/CVXDeviceWriter.h"
+#include "platform/CVXEventLoop.h"
 
 class CVXRecordSink;
 class CVXHostMIDIOut;
+class CVXService;
+class CVXUSBHost;
 
-class CVXUserSpaceDriver {
+class CVXUserSpaceDriver : public CVXDeviceWriter {
   public:
+    // The driver of vxd: registers for the surface on inUSB (null: no USB),
+    // builds its control service from the preferences file (or from inPrefs,
+    // stream data, when given) and starts its timer on inLoop (null: none).
+    CVXUserSpaceDriver(CVXUSBHost* inUSB, CVXEventLoop* inLoop, CVXHostMIDIOut* inHost,
+                       std::optional<std::vector<uint8_t>> inPrefs = std::nullopt);
+    // For tools that replay captured reads: records go to inService, no USB,
+    // no service of its own and no timer.
     CVXUserSpaceDriver(CVXRecordSink* inService, CVXHostMIDIOut* inHost);
-    ~CVXUserSpaceDriver();
+    ~CVXUserSpaceDriver() override;
     CVXUserSpaceDriver(const CVXUserSpaceDriver&) = delete;
     CVXUserSpaceDriver& operator=(const CVXUserSpaceDriver&) = delete;
 
@@ -21,11 +39,28 @@ class CVXUserSpaceDriver {
     static CVXUserSpaceDriver* GetVXDriver() { return sSelf; }
 
     void ProcessVXData(const uint8_t* data, size_t length) { mParser.ProcessVXData(data, length); }
+    int WriteAsync(const uint8_t* inData, size_t inSize) override {
+        return mLink.WriteAsync(inData, inSize);
+    }
+
+    void StartTimeoutCounter();
+    void StopTimeoutCounter();
+    void TimeoutCounter();
 
     CVXInputParser& Parser() { return mParser; }
+    CVXDeviceLink& Link() { return mLink; }
+    CVXService* Service() const { return mService.get(); }
+
+    static constexpr double kOneTenthOfASecond = 0.1;
+    static constexpr double kOneHundredthOfASecond = 0.01;
 
   private:
     static CVXUserSpaceDriver* sSelf;
 
+    CVXDeviceLink mLink;
     CVXInputParser mParser;
+    std::unique_ptr<CVXService> mService;
+    CVXEventLoop* mLoop = nullptr;
+    CVXEventLoop::TimerId mTimer = 0;
+    double mLastProcessSniff = 0;
 };
