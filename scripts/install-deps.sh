@@ -8,6 +8,8 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev  # tests and benchmarks
     clang libclang-rt-14-dev clang-format     # fuzz preset, formatting
     libsystemd-dev                            # sd-event loop, sd-bus
+    libusb-1.0-0-dev                          # USB backend
+    umockdev libumockdev-dev libglib2.0-dev   # the emulated USB device of the integration tests
 )
 
 missing=()
