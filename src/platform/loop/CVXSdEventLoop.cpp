@@ -139,13 +139,19 @@ void CVXSdEventLoop::CancelTimer(TimerId inTimer) {
     Rearm();
 }
 
+bool CVXSdEventLoop::Finished() const {
+    return mEvent && sd_event_get_state(mEvent) == SD_EVENT_FINISHED;
+}
+
 uint64_t CVXSdEventLoop::DueMicros(TimerId inTimer) const {
     auto it = mTimers.find(inTimer);
     return it == mTimers.end() ? 0 : it->second->due;
 }
 
 void CVXSdEventLoop::Rearm() {
-    if (!mTimerSource) return;
+    // Once Run has returned, sd-event refuses changes to its sources; the
+    // objects torn down after it (the driver's timers) still cancel theirs.
+    if (!mTimerSource || Finished()) return;
     int r = 0;
     if (mQueue.empty()) {
         r = sd_event_source_set_enabled(mTimerSource, SD_EVENT_OFF);
@@ -227,6 +233,7 @@ CVXSdEventLoop::WatchId CVXSdEventLoop::AddIOWatch(int inFd, uint32_t inEpollEve
 bool CVXSdEventLoop::SetIOWatchEvents(WatchId inWatch, uint32_t inEpollEvents) {
     auto it = mWatches.find(inWatch);
     if (it == mWatches.end() || it->second->released) return false;
+    if (Finished()) return true;  // nothing is dispatched any more anyway
     int r = sd_event_source_set_io_events(it->second->source, inEpollEvents);
     if (r < 0) {
         VXDiagnostic("CVXSdEventLoop: cannot change the events of a watch: %s\n",

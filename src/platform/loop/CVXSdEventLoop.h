@@ -91,6 +91,8 @@ class CVXSdEventLoop : public CVXEventLoop {
     static int OnTimers(sd_event_source* inSource, uint64_t inUsec, void* inUserData);
     static int OnIO(sd_event_source* inSource, int inFd, uint32_t inRevents, void* inUserData);
 
+    // Run has returned: sd-event takes no more changes.
+    bool Finished() const;
     TimerId AddTimer(uint64_t inDue, uint64_t inPeriod, Callback inCallback);
     void FireDue();
     void Rearm();
