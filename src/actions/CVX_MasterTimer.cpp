@@ -32,19 +32,34 @@ void CVX_MasterTimer::Execute() {
 }
 
 void CVX_MasterTimer::Start() {
-    if (mTimer != 0) return;  // already scheduled
+    if (mTimerLoop) return;  // already started
     CVXEventLoop* loop = SVXPlatform::Get().loop;
     if (!loop) return;
-    mTimer = loop->AddRepeatingTimer(kVXTickMicros, [] { MasterTimerCallback(); });
     mTimerLoop = loop;
+    mGridOrigin = loop->NowMicros();
+    if (!mClients.empty()) Arm();
 }
 
 void CVX_MasterTimer::Stop() {
+    Pause();
+    mTimerLoop = nullptr;
+}
+
+void CVX_MasterTimer::Arm() {
+    if (!mTimerLoop || mTimer != 0) return;
+    // Strictly after now: a grid point at this very instant has had its tick
+    // or comes with nothing for a client added now to do (its delay has not
+    // begun to run).
+    const uint64_t now = mTimerLoop->NowMicros();
+    const uint64_t next = mGridOrigin + ((now - mGridOrigin) / kVXTickMicros + 1) * kVXTickMicros;
+    mTimer = mTimerLoop->AddRepeatingTimerAt(next, kVXTickMicros, [] { MasterTimerCallback(); });
+}
+
+void CVX_MasterTimer::Pause() {
     if (mTimer == 0) return;
     // Cancelled on the loop it was added to, whatever is installed now.
-    if (mTimerLoop) mTimerLoop->CancelTimer(mTimer);
+    mTimerLoop->CancelTimer(mTimer);
     mTimer = 0;
-    mTimerLoop = nullptr;
 }
 
 void CVX_MasterTimer::AddClient(CVX_Action* inAction) {
@@ -52,6 +67,7 @@ void CVX_MasterTimer::AddClient(CVX_Action* inAction) {
     sSelf->Lock(true);
     sSelf->mClients.push_back(inAction);
     sSelf->Lock(false);
+    sSelf->Arm();
 }
 
 void CVX_MasterTimer::RemoveClient(CVX_Action* inAction) {
@@ -72,5 +88,9 @@ void CVX_MasterTimer::RemoveAllEntries(CVX_Action* inAction) {
 }
 
 void CVX_MasterTimer::MasterTimerCallback() {
-    if (sSelf) sSelf->Execute();
+    if (!sSelf) return;
+    sSelf->Execute();
+    // The last client left during this tick (or before it): nothing to tick
+    // for until the next one arrives.
+    if (sSelf->mClients.empty()) sSelf->Pause();
 }

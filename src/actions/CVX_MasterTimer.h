@@ -1,5 +1,10 @@
 // The one process-wide repeat timer: every 1/60 s it offers each repeating
 // action a chance to repeat. The client list does not own its actions.
+//
+// A tick with no client does nothing, so while the list is empty the loop
+// timer is not armed at all and an idle driver is not woken 60 times a
+// second for nothing. It is armed again on the same grid (start + n ticks)
+// when a client arrives, so a client sees the ticks it would have seen.
 #pragma once
 
 #include <vector>
@@ -21,7 +26,7 @@ class CVX_MasterTimer {
     // One tick: skipped whole while the list is locked; otherwise each client
     // counted at the start of the tick, in the order added.
     void Execute();
-    // Schedules the repeating timer on the platform loop (period kVXTickMicros).
+    // Starts the tick grid on the platform loop (period kVXTickMicros).
     void Start();
     void Stop();
 
@@ -39,8 +44,13 @@ class CVX_MasterTimer {
   private:
     static CVX_MasterTimer* sSelf;
 
+    // Arms the loop timer for the grid point after now; Pause disarms it.
+    void Arm();
+    void Pause();
+
     std::vector<CVX_Action*> mClients;
-    CVXEventLoop::TimerId mTimer = 0;
-    CVXEventLoop* mTimerLoop = nullptr;  // the loop mTimer lives on
+    CVXEventLoop* mTimerLoop = nullptr;  // the loop of the grid; null until started
+    uint64_t mGridOrigin = 0;            // the grid's start on that loop's clock
+    CVXEventLoop::TimerId mTimer = 0;    // armed while there are clients
     bool mLocked = false;
 };

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <utility>
 
 // A wake-up that another thread triggers so that a callback runs on the loop
 // thread. The loop owns it: it is made by CVXEventLoop::AddWakeup and released
@@ -40,9 +41,16 @@ class CVXEventLoop {
     // The same clock in seconds, as actions compare times.
     double Now() const { return static_cast<double>(NowMicros()) / 1e6; }
 
-    // A repeating timer on a fixed grid: it fires at start + n * period for
-    // n = 1, 2, ... and does not drift, however late one firing ran.
-    virtual TimerId AddRepeatingTimer(uint64_t inPeriodMicros, Callback inCallback) = 0;
+    // A repeating timer on a fixed grid: it fires at inFirstDueMicros + n *
+    // period for n = 0, 1, ... and does not drift, however late one firing
+    // ran. A first due time already past counts as now.
+    virtual TimerId AddRepeatingTimerAt(uint64_t inFirstDueMicros, uint64_t inPeriodMicros,
+                                        Callback inCallback) = 0;
+    // The same, with the grid starting now: first firing one period from now.
+    TimerId AddRepeatingTimer(uint64_t inPeriodMicros, Callback inCallback) {
+        return AddRepeatingTimerAt(NowMicros() + inPeriodMicros, inPeriodMicros,
+                                   std::move(inCallback));
+    }
     // A timer that fires once, inDelayMicros from now, and is then released.
     virtual TimerId AddOneShotTimer(uint64_t inDelayMicros, Callback inCallback) = 0;
     // Cancels a pending timer; a timer that already fired (one-shot) or an

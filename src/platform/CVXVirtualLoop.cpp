@@ -35,10 +35,11 @@ CVXEventLoop::TimerId CVXVirtualLoop::Add(uint64_t inDue, uint64_t inPeriod, Cal
     return id;
 }
 
-CVXEventLoop::TimerId CVXVirtualLoop::AddRepeatingTimer(uint64_t inPeriodMicros,
-                                                        Callback inCallback) {
+CVXEventLoop::TimerId CVXVirtualLoop::AddRepeatingTimerAt(uint64_t inFirstDueMicros,
+                                                          uint64_t inPeriodMicros,
+                                                          Callback inCallback) {
     if (inPeriodMicros == 0) inPeriodMicros = 1;  // a zero period would never let time move
-    return Add(mNow + inPeriodMicros, inPeriodMicros, std::move(inCallback));
+    return Add(std::max(inFirstDueMicros, mNow), inPeriodMicros, std::move(inCallback));
 }
 
 CVXEventLoop::TimerId CVXVirtualLoop::AddOneShotTimer(uint64_t inDelayMicros, Callback inCallback) {

@@ -24,7 +24,8 @@ class CVXVirtualLoop : public CVXEventLoop {
     CVXVirtualLoop& operator=(const CVXVirtualLoop&) = delete;
 
     uint64_t NowMicros() const override { return mNow; }
-    TimerId AddRepeatingTimer(uint64_t inPeriodMicros, Callback inCallback) override;
+    TimerId AddRepeatingTimerAt(uint64_t inFirstDueMicros, uint64_t inPeriodMicros,
+                                Callback inCallback) override;
     TimerId AddOneShotTimer(uint64_t inDelayMicros, Callback inCallback) override;
     void CancelTimer(TimerId inTimer) override;
     // As on the real loop, a second watch on an fd already watched fails (0).

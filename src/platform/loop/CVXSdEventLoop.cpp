@@ -112,11 +112,12 @@ CVXEventLoop::TimerId CVXSdEventLoop::AddTimer(uint64_t inDue, uint64_t inPeriod
     return id;
 }
 
-CVXEventLoop::TimerId CVXSdEventLoop::AddRepeatingTimer(uint64_t inPeriodMicros,
-                                                        Callback inCallback) {
+CVXEventLoop::TimerId CVXSdEventLoop::AddRepeatingTimerAt(uint64_t inFirstDueMicros,
+                                                          uint64_t inPeriodMicros,
+                                                          Callback inCallback) {
     if (inPeriodMicros == 0) inPeriodMicros = 1;  // a zero period would never let time move
-    return AddTimer(AddSaturating(NowMicros(), inPeriodMicros), inPeriodMicros,
-                    std::move(inCallback));
+    // A due time already past fires on the next pass, as one due now would.
+    return AddTimer(inFirstDueMicros, inPeriodMicros, std::move(inCallback));
 }
 
 CVXEventLoop::TimerId CVXSdEventLoop::AddOneShotTimer(uint64_t inDelayMicros, Callback inCallback) {

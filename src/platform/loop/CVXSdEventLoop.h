@@ -45,7 +45,8 @@ class CVXSdEventLoop : public CVXEventLoop {
     // returned: a late firing is not followed by a burst of catch-up firings
     // for the points missed, and the grid itself never shifts.
     // Both return 0 when the loop is unusable.
-    TimerId AddRepeatingTimer(uint64_t inPeriodMicros, Callback inCallback) override;
+    TimerId AddRepeatingTimerAt(uint64_t inFirstDueMicros, uint64_t inPeriodMicros,
+                                Callback inCallback) override;
     TimerId AddOneShotTimer(uint64_t inDelayMicros, Callback inCallback) override;
     void CancelTimer(TimerId inTimer) override;
 

@@ -93,6 +93,27 @@ TEST_F(ActionRepeat, ClientLeavingDuringATickSkipsTheNextOneAndLockedTicksAreSki
     EXPECT_TRUE(mLog.Take().empty());
 }
 
+TEST_F(ActionRepeat, IdleTimerIsUnarmedAndComesBackOnItsGrid) {
+    constexpr uint64_t kHalf = kVXTickMicros / 2;
+    mLoop.AdvanceBy(10 * kVXTickMicros + kHalf);
+    EXPECT_EQ(mLoop.PendingTimers(), 0u);  // nothing to tick for
+    CProbeAction probe(mLog, "p");
+    Press(probe, 1);  // between grid points: the next one is half a tick away
+    mLoop.AdvanceBy(kVXTickMicros - kHalf - 1);
+    EXPECT_TRUE(mLog.Take().empty());
+    mLoop.AdvanceBy(1);
+    EXPECT_EQ(mLog.Take(), (Lines{"repeat p"}));
+    Press(probe, 0);  // its entry goes at the next tick, and the timer with it
+    mLoop.AdvanceTicks(1);
+    EXPECT_TRUE(mTimer.Clients().empty());
+    EXPECT_EQ(mLoop.PendingTimers(), 0u);
+    Press(probe, 1);  // on a grid point: the next one is a whole tick away
+    mLoop.AdvanceBy(kVXTickMicros - 1);
+    EXPECT_TRUE(mLog.Take().empty());
+    mLoop.AdvanceBy(1);
+    EXPECT_EQ(mLog.Take(), (Lines{"repeat p"}));
+}
+
 TEST_F(ActionRepeat, TimerStopsAndOnlyTheCurrentOneIsReachable) {
     auto second = std::make_unique<CVX_MasterTimer>();
     auto third = std::make_unique<CVX_MasterTimer>();
@@ -146,7 +167,7 @@ TEST_F(ButtonActions, DelayDestroyedDuringItsPauseCancelsItsTimers) {
         delay.Execute(&record, 0, 1, false);
         delay.Execute(&record, 0, 0, false);
     }
-    EXPECT_EQ(mLoop.PendingTimers(), 1u);  // the master timer's alone
+    EXPECT_EQ(mLoop.PendingTimers(), 0u);
 }
 
 TEST_F(ButtonActions, ButtonSpecialNotifiesOnPressAndReleaseAndEndsTheSequence) {
