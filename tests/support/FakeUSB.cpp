@@ -23,13 +23,7 @@ constexpr int kErrorTimeout = -7;  // libusb's
 
 }  // namespace
 
-std::vector<std::string> CUSBLog::Take() {
-    std::vector<std::string> lines;
-    lines.swap(mLines);
-    return lines;
-}
-
-CFakeUSBDevice::CFakeUSBDevice(CUSBLog& inLog, uint16_t inVendor, uint16_t inProduct,
+CFakeUSBDevice::CFakeUSBDevice(CEventLog& inLog, uint16_t inVendor, uint16_t inProduct,
                                uint16_t inRelease)
     : mInterfaces{{0, {{0x81, 2, 64}, {0x02, 2, 64}}}},
       mLog(inLog),

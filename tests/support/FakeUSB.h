@@ -13,17 +13,7 @@
 #include <vector>
 
 #include "platform/CVXUSB.h"
-
-class CUSBLog {
-  public:
-    void Add(std::string inLine) { mLines.push_back(std::move(inLine)); }
-    // The lines logged since the last Take(), and forget them.
-    std::vector<std::string> Take();
-    const std::vector<std::string>& Lines() const { return mLines; }
-
-  private:
-    std::vector<std::string> mLines;
-};
+#include "support/EventLog.h"
 
 class CFakeUSBDevice : public CVXUSBDevice {
   public:
@@ -32,7 +22,7 @@ class CFakeUSBDevice : public CVXUSBDevice {
         std::vector<uint8_t> bytes;
     };
 
-    CFakeUSBDevice(CUSBLog& inLog, uint16_t inVendor, uint16_t inProduct, uint16_t inRelease);
+    CFakeUSBDevice(CEventLog& inLog, uint16_t inVendor, uint16_t inProduct, uint16_t inRelease);
 
     uint16_t VendorID() const override { return mVendor; }
     uint16_t ProductID() const override { return mProduct; }
@@ -89,7 +79,7 @@ class CFakeUSBDevice : public CVXUSBDevice {
         int times;
     };
 
-    CUSBLog& mLog;
+    CEventLog& mLog;
     uint16_t mVendor, mProduct, mRelease;
     bool mOpen = false;
     std::vector<SFailure> mFailures;
@@ -102,7 +92,7 @@ class CFakeUSBDevice : public CVXUSBDevice {
 
 class CFakeUSBHost : public CVXUSBHost {
   public:
-    explicit CFakeUSBHost(CUSBLog& inLog) : mLog(inLog) {}
+    explicit CFakeUSBHost(CEventLog& inLog) : mLog(inLog) {}
     // Logs "hotplug 0760:0008".
     int RegisterHotplug(uint16_t inVendor, uint16_t inProduct, DeviceCallback inArrived,
                         DeviceCallback inLeft) override;
@@ -120,7 +110,7 @@ class CFakeUSBHost : public CVXUSBHost {
         uint16_t vendor, product;
         DeviceCallback arrived, left;
     };
-    CUSBLog& mLog;
+    CEventLog& mLog;
     std::vector<SRegistration> mRegistrations;
     std::vector<std::shared_ptr<CFakeUSBDevice>> mPresent;
 };

@@ -2,12 +2,6 @@
 
 #include <cstdio>
 
-std::vector<std::string> CEventLog::Take() {
-    std::vector<std::string> lines;
-    lines.swap(mLines);
-    return lines;
-}
-
 // Each byte as " XX".
 std::string HexBytes(const uint8_t* inBytes, size_t inLength) {
     std::string text;

@@ -19,6 +19,7 @@
 #include "platform/CVXTextPlatform.h"
 #include "platform/CVXVirtualLoop.h"
 #include "platform/SVXPlatform.h"
+#include "support/EventLog.h"
 
 // Four characters as a signature or keyword: "QBtn" -> 'QBtn', and back.
 inline uint32_t FourCC(const char (&inText)[5]) {
@@ -30,17 +31,6 @@ inline std::string FourCCText(uint32_t inCode) {
 
 // Each byte as " XX", as the recording fakes log them.
 std::string HexBytes(const uint8_t* inBytes, size_t inLength);
-
-class CEventLog {
-  public:
-    void Add(std::string inLine) { mLines.push_back(std::move(inLine)); }
-    // The lines logged since the last Take(), and forget them.
-    std::vector<std::string> Take();
-    const std::vector<std::string>& Lines() const { return mLines; }
-
-  private:
-    std::vector<std::string> mLines;
-};
 
 // Key, mouse and notification lines in the formats of CVXTextPlatform.h.
 class CRecordingPoster : public CVXTextPoster {
