@@ -71,6 +71,13 @@ int CVXDeviceLink::RegisterHotplug() {
     return first;
 }
 
+bool CVXDeviceLink::Accepts(uint16_t inVendor, uint16_t inProduct, uint16_t inRelease) {
+    for (const SIDPair& row : kVendorList)
+        if (inVendor == row.vendor && inProduct == row.product)
+            return inRelease > kOldestReleaseRefused;
+    return false;
+}
+
 bool CVXDeviceLink::IsBridgeDefaultIdentity(const CVXUSBDevice& inDevice) {
     const SIDPair& row = kVendorList[kBridgeDefaultRow];
     return inDevice.VendorID() == row.vendor && inDevice.ProductID() == row.product;
@@ -85,12 +92,9 @@ bool CVXDeviceLink::IsSetAside(const CVXUSBDevice* inDevice) const {
 }
 
 void CVXDeviceLink::DeviceAdded(const std::shared_ptr<CVXUSBDevice>& inDevice) {
-    if (!inDevice) return;
-    bool listed = false;
-    for (const SIDPair& row : kVendorList)
-        if (inDevice->VendorID() == row.vendor && inDevice->ProductID() == row.product)
-            listed = true;
-    if (!listed || inDevice->ReleaseNumber() <= kOldestReleaseRefused) return;
+    if (!inDevice ||
+        !Accepts(inDevice->VendorID(), inDevice->ProductID(), inDevice->ReleaseNumber()))
+        return;
     // The link drives one surface. A second one (or a plain serial cable of
     // the default identity) is left alone while a surface is linked, instead
     // of taking the first one's place; so is the linked device reported again.

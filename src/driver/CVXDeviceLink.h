@@ -55,6 +55,11 @@ class CVXDeviceLink : public CVXDeviceWriter {
     // the worst case at 12.5 s and give a pass half a second for the answer.
     static constexpr unsigned kStatusReadTimeoutMillis = 10;
 
+    // Whether DeviceAdded takes a device of this identity: a vendor-list row
+    // and release 2.00 or later. (On the bridge's default identity it keeps
+    // the device only if a surface answers the status request.)
+    static bool Accepts(uint16_t inVendor, uint16_t inProduct, uint16_t inRelease);
+
     // inHost may be null: the link then never sees a device, and every write
     // says so. Nothing happens until RegisterHotplug().
     CVXDeviceLink(CVXUSBHost* inHost, ProcessFn inProcessVXData);

@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     CheckStatusParse(data, size);
 
     CVXDiagnosticCapture quiet;
-    CUSBLog log;
+    CEventLog log;
     CFakeUSBHost host(log);
     CheckingOutput out;
     CVXInputParser parser(&out, &out);

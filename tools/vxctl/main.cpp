@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "DecodeCommand.h"
+#include "DevicesCommand.h"
 #include "KeysetCommand.h"
 
 namespace {
@@ -12,6 +13,8 @@ int Usage() {
                  "commands:\n"
                  "  decode [--midi] [--records] [--prefs FILE] [--app SIGN] [CAPTURE|-]\n"
                  "      replay a capture of surface reads through the parser and the keysets\n"
+                 "  devices\n"
+                 "      list the plugged-in USB devices that vxd would drive\n"
                  "  keyset dump FILE\n"
                  "      list the keysets of a preferences file\n"
                  "  keyset example FILE\n"
@@ -26,6 +29,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 2, argv + argc);
     if (command == "decode") return vxctl::RunDecode(args);
     if (command == "keyset") return vxctl::RunKeyset(args);
+    if (command == "devices") return vxctl::RunDevices(args);
     if (command == "-h" || command == "--help" || command == "help") {
         Usage();
         return 0;

@@ -12,6 +12,12 @@
 #include <cstring>
 #include <deque>
 
+const std::vector<CEmulatedFTDI::SControlRequest> CEmulatedFTDI::kSurfaceSetUp = {
+    {0x40, 0, 0x0000, 0},
+    {0x40, 3, 0xC04E, 0},
+    {0x40, 4, 0x0108, 0},
+    {0x40, 2, 0x0000, 0},
+    {0x40, 9, 0x0001, 0}};
 const std::vector<uint8_t> CEmulatedFTDI::kStatusRequest = {0xF0, 0x15, 0x26, 0x01, 0xF7};
 const std::vector<uint8_t> CEmulatedFTDI::kStatusReply = {0xF0, 0x15, 0x26, 0x01, 0x02, 0x05, 0xF7};
 
@@ -112,8 +118,6 @@ void CEmulatedFTDI::HandBack(UMockdevIoctlClient* inClient, SUrb& inUrb) {
     g_object_unref(slot);
 }
 
-namespace {}  // namespace
-
 CEmulatedFTDI::CEmulatedFTDI() : CEmulatedFTDI(SIdentity{}) {}
 
 CEmulatedFTDI::CEmulatedFTDI(SIdentity inIdentity) : mIdentity(inIdentity) {
@@ -168,13 +172,8 @@ bool CEmulatedFTDI::Plug() {
                   "H: descriptors=%s\n",
                   sysPath.c_str(), devnum, devnode.c_str(), devnum, kBus, number, identity.vendor,
                   identity.product, identity.release, Hex(Descriptors(identity)).c_str());
-    GError* error = nullptr;
-    if (!umockdev_testbed_add_from_string(mTestbed, text, &error)) {
-        std::fprintf(stderr, "CEmulatedFTDI: cannot add the device: %s\n", error->message);
-        g_error_free(error);
-        return false;
-    }
-
+    // The ioctl handler is in place before the device appears: another
+    // process (vxd under test) may open the node the moment it is announced.
     auto connection = std::make_unique<SConnection>();
     connection->owner = this;
     connection->devnode = devnode;
@@ -185,7 +184,14 @@ bool CEmulatedFTDI::Plug() {
                      G_CALLBACK(&CEmulatedFTDI::OnClientConnected), connection.get());
     g_signal_connect(connection->handler, "client-vanished",
                      G_CALLBACK(&CEmulatedFTDI::OnClientVanished), connection.get());
-    SConnection* raw = connection.get();
+    GError* error = nullptr;
+    if (!umockdev_testbed_attach_ioctl(mTestbed, devnode.c_str(), connection->handler, &error)) {
+        std::fprintf(stderr, "CEmulatedFTDI: cannot attach to %s: %s\n", devnode.c_str(),
+                     error->message);
+        g_error_free(error);
+        g_object_unref(connection->handler);
+        return false;
+    }
     {
         std::lock_guard lock(mMutex);
         mConnections.push_back(std::move(connection));
@@ -193,18 +199,17 @@ bool CEmulatedFTDI::Plug() {
         mDeviceNumber = number;
         mSysPath = "/sys" + sysPath;
     }
-    if (!umockdev_testbed_attach_ioctl(mTestbed, devnode.c_str(), raw->handler, &error)) {
-        std::fprintf(stderr, "CEmulatedFTDI: cannot attach to %s: %s\n", devnode.c_str(),
-                     error->message);
+    if (!umockdev_testbed_add_from_string(mTestbed, text, &error)) {
+        std::fprintf(stderr, "CEmulatedFTDI: cannot add the device: %s\n", error->message);
         g_error_free(error);
-        umockdev_testbed_remove_device(mTestbed, ("/sys" + sysPath).c_str());
         std::lock_guard lock(mMutex);
-        raw->present = false;
+        mConnections.back()->present = false;
         mSysPath.clear();
         return false;
     }
-    // umockdev announced the device as soon as its folder existed, before the
-    // descriptors were written; this one comes with everything in place.
+    // umockdev announced the device as soon as its folder existed, perhaps
+    // before the descriptors were written; this one comes with everything in
+    // place (libusb ignores an "add" for a device it knows already).
     umockdev_testbed_uevent(mTestbed, ("/sys" + sysPath).c_str(), "add");
     return true;
 }
@@ -260,7 +265,7 @@ void CEmulatedFTDI::QueueInputLocked(const std::vector<uint8_t>& inBytes) {
     constexpr size_t kPayload = kPacketSize - 2;
     for (size_t at = 0; at < inBytes.size(); at += kPayload) {
         const size_t n = std::min(kPayload, inBytes.size() - at);
-        std::vector<uint8_t> packet = {kStatus0, kStatus1};
+        std::vector<uint8_t> packet = {mModemStatus, kStatus1};
         packet.insert(packet.end(), inBytes.begin() + static_cast<std::ptrdiff_t>(at),
                       inBytes.begin() + static_cast<std::ptrdiff_t>(at + n));
         mInput.push_back(std::move(packet));
@@ -275,6 +280,16 @@ void CEmulatedFTDI::AddResponse(std::vector<uint8_t> inRequest, std::vector<uint
 void CEmulatedFTDI::ClearResponses() {
     std::lock_guard lock(mMutex);
     mResponses.clear();
+}
+
+void CEmulatedFTDI::FailControlRequest(uint8_t inRequest) {
+    std::lock_guard lock(mMutex);
+    mFailedRequests.push_back(inRequest);
+}
+
+void CEmulatedFTDI::SetModemStatus(uint8_t inStatus) {
+    std::lock_guard lock(mMutex);
+    mModemStatus = inStatus;
 }
 
 std::vector<CEmulatedFTDI::SControlRequest> CEmulatedFTDI::ControlRequests() const {
@@ -508,6 +523,12 @@ void CEmulatedFTDI::AnswerControlLocked(SConnection& inConnection, std::unique_p
     const size_t wanted =
         std::min<size_t>(static_cast<size_t>(setup[6] | setup[7] << 8), inUrb->Length() - 8);
     mControl.push_back(request);
+    if ((request.requestType & USB_TYPE_MASK) == USB_TYPE_VENDOR &&
+        std::find(mFailedRequests.begin(), mFailedRequests.end(), request.request) !=
+            mFailedRequests.end()) {
+        CompleteLocked(inConnection, std::move(inUrb), -EPIPE, 0);
+        return;
+    }
     size_t delivered = 0;
     if (request.requestType & USB_DIR_IN) {
         std::vector<uint8_t> answer(wanted, 0);

@@ -10,13 +10,14 @@
 //
 // What the device does:
 //  - control requests are recorded (standard IN requests get zeros, or the
-//    configuration and descriptors they ask for);
+//    configuration and descriptors they ask for); vendor requests named by
+//    FailControlRequest stall;
 //  - every bulk-out URB's payload is recorded, in order;
 //  - bulk-in URBs take packets from a queue the test fills. Each packet is at
-//    most 64 bytes and begins with the bridge's two status bytes (01 60), as
-//    the chip sends them; an empty queue leaves the URB pending, as the chip
-//    would with nothing to say. A URB completes on a short packet or when
-//    full, as usbfs completes it;
+//    most 64 bytes and begins with the bridge's two status bytes (01 60, or
+//    what SetModemStatus chose, then 60), as the chip sends them; an empty
+//    queue leaves the URB pending, as the chip would with nothing to say. A
+//    URB completes on a short packet or when full, as usbfs completes it;
 //  - a bulk-out payload that contains a request registered with AddResponse
 //    queues that response as input (the surface's status request is
 //    registered by default);
@@ -63,6 +64,10 @@ class CEmulatedFTDI {
     static constexpr uint8_t kStatus0 = 0x01;  // the status bytes before every packet
     static constexpr uint8_t kStatus1 = 0x60;
 
+    // What a host sends to set the bridge up for the surface, in order: reset,
+    // 38400 baud, 8 data bits with odd parity and one stop bit, no flow
+    // control, then the 1 ms latency timer. All vendor requests.
+    static const std::vector<SControlRequest> kSurfaceSetUp;
     // The surface's status request and a reply to it.
     static const std::vector<uint8_t> kStatusRequest;
     static const std::vector<uint8_t> kStatusReply;
@@ -91,9 +96,15 @@ class CEmulatedFTDI {
     // Bytes the device sends, split into packets of at most 62 payload bytes,
     // each behind the two status bytes.
     void QueueInput(const std::vector<uint8_t>& inBytes);
+    // The first status byte of the packets queued from now on (kStatus0, all
+    // modem lines down, until set). A surface holds CTS up: 0x11.
+    void SetModemStatus(uint8_t inStatus);
     // When a bulk-out payload contains inRequest, inReply is queued as input.
     void AddResponse(std::vector<uint8_t> inRequest, std::vector<uint8_t> inReply);
     void ClearResponses();
+    // Vendor control requests with this request number stall from now on, as
+    // a chip refusing them does; they are recorded all the same.
+    void FailControlRequest(uint8_t inRequest);
 
     // What the host did, in order, across connections.
     std::vector<SControlRequest> ControlRequests() const;
@@ -146,6 +157,8 @@ class CEmulatedFTDI {
     std::vector<std::unique_ptr<SConnection>> mConnections;
     std::vector<std::vector<uint8_t>> mInput;  // packets, status bytes included
     std::vector<std::pair<std::vector<uint8_t>, std::vector<uint8_t>>> mResponses;
+    std::vector<uint8_t> mFailedRequests;
+    uint8_t mModemStatus = kStatus0;
     std::vector<SControlRequest> mControl;
     std::vector<std::vector<uint8_t>> mWrites;
     uint8_t mConfiguration = 1;

@@ -4,96 +4,19 @@
 // writes go on, and unplugging and plugging again. Runs under
 // umockdev-wrapper. An emulated node always polls ready, so libusb spins
 // while a device is open: every run is short.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <libusb.h>
-#include <systemd/sd-event.h>
-#include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "integration/support/CEmulatedFTDI.h"
-#include "platform/VXDiagnostics.h"
-#include "platform/loop/CVXSdEventLoop.h"
-#include "platform/usb/CVXLibUSBHost.h"
+#include "integration/usb/USBRig.h"
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
-using DevicePtr = std::shared_ptr<CVXUSBDevice>;
-
-// Descriptors but sockets. umockdev's preload library keeps a socket of
-// every emulated node that is closed after its device was removed, so sockets
-// cannot be counted; what the backend opens otherwise (device nodes, libusb's
-// eventfd and timerfd, the loop's) is.
-// What each one is, for the failure message.
-std::vector<std::string> OpenFdsButSockets() {
-    std::vector<std::string> fds;
-    DIR* dir = opendir("/proc/self/fd");
-    if (!dir) return fds;
-    while (dirent* entry = readdir(dir)) {
-        if (entry->d_name[0] == '.' || std::atoi(entry->d_name) == dirfd(dir)) continue;
-        char target[256] = {};
-        const std::string path = std::string("/proc/self/fd/") + entry->d_name;
-        if (readlink(path.c_str(), target, sizeof target - 1) < 0) continue;
-        if (std::string(target).rfind("socket:", 0) != 0)
-            fds.push_back(std::string(entry->d_name) + " " + target);
-    }
-    closedir(dir);
-    return fds;
-}
-
-// The emulator comes first: libusb looks for the device folder when it starts.
-struct SRig {
-    explicit SRig(CEmulatedFTDI::SIdentity inIdentity = {})
-        : owned(std::make_unique<CEmulatedFTDI>(inIdentity)), ftdi(*owned) {}
-    // With an emulator that outlives the rig; it must be plugged already.
-    explicit SRig(CEmulatedFTDI& inFtdi) : ftdi(inFtdi) {}
-
-    // Plugs the device, then starts libusb on the loop.
-    bool Start() {
-        if (!ftdi.Valid() || (!ftdi.Plugged() && !ftdi.Plug()) || !loop.Valid()) return false;
-        host = std::make_unique<CVXLibUSBHost>(loop);
-        return host->Valid();
-    }
-    int Register(uint16_t inVendor = 0x0403, uint16_t inProduct = 0x6001) {
-        return host->RegisterHotplug(
-            inVendor, inProduct,
-            [this](const DevicePtr& d) {
-                arrived.push_back(d);
-                events.push_back("arrived");
-            },
-            [this](const DevicePtr& d) {
-                left.push_back(d);
-                events.push_back("left");
-            });
-    }
-    // Runs the loop until inDone() holds; false after a generous 5 s.
-    bool RunUntil(const std::function<bool()>& inDone) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        while (!inDone()) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            sd_event_run(loop.Native(), 10000);
-        }
-        return true;
-    }
-    bool OpenAndClaim(const DevicePtr& inDevice) {
-        return inDevice->Open() == 0 && inDevice->ClaimInterface(0) == 0;
-    }
-
-    std::unique_ptr<CEmulatedFTDI> owned;
-    CEmulatedFTDI& ftdi;
-    CVXSdEventLoop loop;
-    std::unique_ptr<CVXLibUSBHost> host;
-    std::vector<DevicePtr> arrived, left;
-    std::vector<std::string> events;
-};
 
 // ---------------------------------------------------------------- identity
 

@@ -67,7 +67,7 @@ class DeviceLinkTest : public ::testing::Test {
     }
 
     CVXDiagnosticCapture mDiagnostics;
-    CUSBLog mUSB;
+    CEventLog mUSB;
     CFakeUSBHost mHost{mUSB};
     CRecordingParserOutput mOut;
     CVXInputParser mParser{&mOut, &mOut};
@@ -399,7 +399,7 @@ TEST_F(DeviceLinkTest, StripStateIsWrittenAgainToAReturningSurface) {
 }
 
 TEST_F(DeviceLinkTest, ADestroyedLinkIgnoresTheHostsCallbacks) {
-    CUSBLog usb;
+    CEventLog usb;
     CFakeUSBHost host(usb);
     auto device = host.MakeDevice(0x0760, 0x0008);
     device->AnswerStatus(kReply);

@@ -25,7 +25,7 @@ class UserSpaceDriverTest : public CVXPlatformTest {
     }
 
     CVXDiagnosticCapture mDiagnostics;
-    CUSBLog mUSB;
+    CEventLog mUSB;
     CFakeUSBHost mHost{mUSB};
 };
 

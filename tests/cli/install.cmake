@@ -1,0 +1,32 @@
+# `cmake --install` with the prefix a Debian user gives it: every file lands
+# where udev and systemd read it, and the unit starts the installed vxd.
+set(root ${BINARY_DIR}/install-check)
+file(REMOVE_RECURSE ${root})
+execute_process(COMMAND ${CMAKE_COMMAND} --install ${BINARY_DIR} --prefix /usr
+                RESULT_VARIABLE rc OUTPUT_QUIET)
+if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "cmake --install failed with ${rc}")
+endif()
+foreach(f usr/bin/vxd usr/bin/vxctl usr/lib/udev/rules.d/70-velorix-surface.rules
+          usr/lib/systemd/user/vxd.service)
+    if(NOT EXISTS ${root}/${f})
+        message(FATAL_ERROR "/${f} was not installed")
+    endif()
+endforeach()
+file(STRINGS ${root}/usr/lib/systemd/user/vxd.service exec REGEX "^ExecStart=")
+if(NOT exec STREQUAL "ExecStart=/usr/bin/vxd")
+    message(FATAL_ERROR "the unit says '${exec}'")
+endif()
+# Each of the three identities gets uaccess, and nothing else is granted.
+file(STRINGS ${root}/usr/lib/udev/rules.d/70-velorix-surface.rules rules REGEX "^SUBSYSTEM")
+set(ids)
+foreach(rule ${rules})
+    if(NOT rule MATCHES "ATTR\\{idVendor\\}==\"([0-9a-f]+)\", ATTR\\{idProduct\\}==\"([0-9a-f]+)\", TAG\\+=\"uaccess\"$")
+        message(FATAL_ERROR "unexpected rule: ${rule}")
+    endif()
+    list(APPEND ids "${CMAKE_MATCH_1}:${CMAKE_MATCH_2}")
+endforeach()
+if(NOT ids STREQUAL "0760:0008;0760:0002;0403:6001")
+    message(FATAL_ERROR "the rule covers ${ids}")
+endif()
+file(REMOVE_RECURSE ${root})

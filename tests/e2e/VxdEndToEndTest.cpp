@@ -1,0 +1,229 @@
+// vxd as a user runs it: the binary in a child process, with its own
+// configuration folder, against an FTDI-type bridge emulated in this process.
+// The child runs under umockdev's preload library, which sends its USB ioctls
+// here; so what the child does to the surface is what the emulator saw.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "integration/support/CEmulatedFTDI.h"
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using Request = CEmulatedFTDI::SControlRequest;
+
+const std::vector<Request>& kBridgeSetUp = CEmulatedFTDI::kSurfaceSetUp;
+
+bool WaitFor(const std::function<bool()>& inDone, std::chrono::milliseconds inLimit) {
+    const auto deadline = Clock::now() + inLimit;
+    while (!inDone()) {
+        if (Clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+class VxdEndToEnd : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(mFtdi.Valid());
+        char folder[] = "/tmp/vxd-e2e-XXXXXX";
+        ASSERT_NE(mkdtemp(folder), nullptr);
+        mHome = folder;
+        fs::create_directories(mHome / "velorix");
+        fs::copy_file(fs::path(VX_SOURCE_DIR) / "examples/example.prefs",
+                      mHome / "velorix/VX USB Prefs");
+    }
+    void TearDown() override {
+        if (mPid > 0) {
+            kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+        }
+        if (HasFailure()) std::cout << "vxd printed:\n" << Log();
+        fs::remove_all(mHome);
+    }
+
+    // Starts vxd with the emulator's testbed (UMOCKDEV_DIR is inherited) and
+    // the temporary configuration folder; its output goes to a file.
+    void Start() { mPid = Spawn({VXD_PATH}); }
+
+    // inCommand under umockdev's preload, output to the log file.
+    pid_t Spawn(std::vector<std::string> inCommand) const {
+        std::vector<std::string> env;
+        for (char** e = environ; *e; ++e) {
+            const std::string entry = *e;
+            if (entry.rfind("XDG_CONFIG_HOME=", 0) != 0 && entry.rfind("LD_PRELOAD=", 0) != 0)
+                env.push_back(entry);
+        }
+        env.push_back("XDG_CONFIG_HOME=" + mHome.string());
+        if (std::string(VX_ASAN_RUNTIME).empty()) {
+            inCommand.insert(inCommand.begin(), VX_UMOCKDEV_WRAPPER);
+        } else {
+            // The sanitizer's runtime must be the first preloaded library,
+            // which umockdev-wrapper would not keep: its preload spelled out.
+            env.push_back(std::string("LD_PRELOAD=") + VX_ASAN_RUNTIME +
+                          ":libumockdev-preload.so.0");
+        }
+        std::vector<char*> argv, envp;
+        for (auto& a : inCommand) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        for (auto& e : env) envp.push_back(e.data());
+        envp.push_back(nullptr);
+
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, LogPath().c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+        pid_t pid = 0;
+        if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) pid = 0;
+        posix_spawn_file_actions_destroy(&actions);
+        return pid;
+    }
+
+    bool Running() { return mPid > 0 && waitpid(mPid, nullptr, WNOHANG) == 0; }
+
+    // The exit status after SIGTERM, -1 when it did not exit in inLimit.
+    int Terminate(std::chrono::milliseconds inLimit) {
+        kill(mPid, SIGTERM);
+        int status = 0;
+        const bool exited =
+            WaitFor([&] { return waitpid(mPid, &status, WNOHANG) == mPid; }, inLimit);
+        if (!exited) return -1;
+        mPid = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    // How many complete bridge set-ups the device has seen, and that nothing
+    // else came between their requests.
+    size_t SetUps() const {
+        const std::vector<Request> seen = mFtdi.ControlRequests();
+        size_t count = 0;
+        for (size_t i = 0; i + kBridgeSetUp.size() <= seen.size(); ++i) {
+            if (std::equal(kBridgeSetUp.begin(), kBridgeSetUp.end(), seen.begin() + long(i)))
+                ++count;
+        }
+        return count;
+    }
+    size_t StatusRequests() const {
+        const auto writes = mFtdi.BulkWrites();
+        return size_t(std::count(writes.begin(), writes.end(), CEmulatedFTDI::kStatusRequest));
+    }
+    // Linked: set up inCount times, asked for its status as often, and a
+    // read is waiting for the surface's next bytes.
+    bool Linked(size_t inCount) const {
+        return SetUps() == inCount && StatusRequests() == inCount && mFtdi.PendingReads() == 1;
+    }
+
+    std::string LogPath() const { return (mHome / "vxd.log").string(); }
+    std::string Log() const {
+        std::ifstream in(LogPath());
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
+    CEmulatedFTDI mFtdi;  // before any libusb starts, in this process or the child
+    fs::path mHome;
+    pid_t mPid = 0;
+};
+
+constexpr std::chrono::seconds kBringUpLimit{10};  // generous: a loaded machine, sanitizers
+
+TEST_F(VxdEndToEnd, TakesTheSurfaceLetsItGoOnUnplugTakesItAgainAndExitsZeroOnSigterm) {
+    ASSERT_TRUE(mFtdi.Plug());
+    Start();
+    ASSERT_GT(mPid, 0);
+    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit))
+        << SetUps() << " set-ups, " << StatusRequests() << " status requests, "
+        << mFtdi.PendingReads() << " reads pending";
+
+    // A fader move and a button press: each read is consumed, and the next
+    // one is posted at once.
+    mFtdi.QueueInput({0xB0, 0x00, 0x40, 0xB0, 0x20, 0x00, 0x90, 0x10, 0x7F, 0x90, 0x10, 0x00});
+    EXPECT_TRUE(WaitFor([&] { return mFtdi.QueuedPackets() == 0 && mFtdi.PendingReads() == 1; },
+                        kBringUpLimit));
+
+    for (size_t round = 2; round <= 3; ++round) {
+        mFtdi.Unplug();
+        EXPECT_TRUE(WaitFor([&] { return mFtdi.PendingReads() == 0; }, kBringUpLimit));
+        ASSERT_TRUE(Running()) << "vxd ended on an unplug";
+        ASSERT_TRUE(mFtdi.Plug());
+        ASSERT_TRUE(WaitFor([&] { return Linked(round); }, kBringUpLimit)) << "round " << round;
+    }
+
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
+    EXPECT_EQ(Log(), "");  // a surface that answers gives nothing to report
+}
+
+TEST_F(VxdEndToEnd, RunsWithoutASurfaceAndTakesOnePluggedLater) {
+    Start();
+    // Nothing to take, and nothing to complain about.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ASSERT_TRUE(Running());
+    ASSERT_TRUE(mFtdi.Plug());
+    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
+    EXPECT_EQ(Log(), "");
+}
+
+// vxctl devices names each plugged-in device of the listed identities and
+// what vxd does with it, from the same rule the link applies.
+struct SDevicesCase {
+    const char* name;
+    CEmulatedFTDI::SIdentity identity;
+    const char* line;
+    friend void PrintTo(const SDevicesCase& inCase, std::ostream* outTo) { *outTo << inCase.name; }
+};
+
+class VxctlDevices : public VxdEndToEnd, public ::testing::WithParamInterface<SDevicesCase> {};
+
+TEST_P(VxctlDevices, ListsThePluggedInDeviceWithWhatVxdDoesWithIt) {
+    mFtdi.SetIdentity(GetParam().identity);
+    ASSERT_TRUE(mFtdi.Plug());
+    const pid_t pid = Spawn({VXCTL_PATH, "devices"});
+    ASSERT_GT(pid, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(Log(), std::string(GetParam().line) + "\n");
+    EXPECT_TRUE(mFtdi.ControlRequests().empty()) << "listing touches no device";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Identities, VxctlDevices,
+    ::testing::Values(
+        SDevicesCase{"surface", {0x0760, 0x0008, 0x0200}, "0760:0008 release 2.00: taken by vxd"},
+        SDevicesCase{
+            "surfaceOtherModel", {0x0760, 0x0002, 0x0310}, "0760:0002 release 3.10: taken by vxd"},
+        SDevicesCase{"bridgeDefault",
+                     {0x0403, 0x6001, 0x0200},
+                     "0403:6001 release 2.00: taken by vxd if a surface answers on it (a plain "
+                     "serial adapter is left alone)"},
+        SDevicesCase{"release1ff",
+                     {0x0403, 0x6001, 0x01FF},
+                     "0403:6001 release 1.ff: ignored by vxd: release before 2.00"},
+        SDevicesCase{"unlisted",
+                     {0x0403, 0x6010, 0x0200},
+                     "no device with the surface's identities is plugged in"}),
+    [](const auto& inInfo) { return std::string(inInfo.param.name); });
+
+}  // namespace
