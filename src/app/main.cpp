@@ -52,7 +52,7 @@ int RunDriver() {
     CVXPlatformScope loopScope(platform);
     int status = 0;
     {
-        CVXUserSpaceDriver driver(&usb, &loop, nullptr);
+        CVXUserSpaceDriver driver(&usb, &loop, nullptr);  // MIDI: not yet
         platform.device = &driver;
         CVXPlatformScope driverScope(platform);
         status = loop.Run();

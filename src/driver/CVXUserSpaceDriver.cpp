@@ -1,15 +1,21 @@
 #include "driver/CVXUserSpaceDriver.h"
 
+#include <cerrno>
+#include <cstring>
+
+#include "platform/CVXMIDISystem.h"
+#include "platform/VXDiagnostics.h"
 #include "service/CVXService.h"
 
 CVXUserSpaceDriver* CVXUserSpaceDriver::sSelf = nullptr;
 
 CVXUserSpaceDriver::CVXUserSpaceDriver(CVXUSBHost* inUSB, CVXEventLoop* inLoop,
-                                       CVXHostMIDIOut* inHost,
+                                       CVXMIDISystem* inMIDI,
                                        std::optional<std::vector<uint8_t>> inPrefs)
     : mLink(inUSB,
             [this](const uint8_t* inData, size_t inLength) { ProcessVXData(inData, inLength); }),
-      mParser(nullptr, inHost),
+      mParser(nullptr, inMIDI),
+      mMIDI(inMIDI),
       mLoop(inLoop) {
     sSelf = this;
     // Surfaces already plugged in are brought up right here. Their first reads
@@ -18,6 +24,7 @@ CVXUserSpaceDriver::CVXUserSpaceDriver(CVXUSBHost* inUSB, CVXEventLoop* inLoop,
     mService = inPrefs ? std::make_unique<CVXService>(std::move(*inPrefs))
                        : std::make_unique<CVXService>();
     mParser.SetRecordSink(mService.get());
+    MIDISignIn();
     StartTimeoutCounter();
 }
 
@@ -29,11 +36,47 @@ CVXUserSpaceDriver::CVXUserSpaceDriver(CVXRecordSink* inService, CVXHostMIDIOut*
 }
 
 CVXUserSpaceDriver::~CVXUserSpaceDriver() {
+    MIDISignOut();
     StopTimeoutCounter();
     // The parser forgets the service before it goes; nothing reads after this.
     mParser.SetRecordSink(nullptr);
     mService.reset();
     if (sSelf == this) sSelf = nullptr;
+}
+
+int CVXUserSpaceDriver::MIDISignIn() {
+    // No MIDI system on this machine fails like a client that could not be
+    // made, with the same message.
+    const int status =
+        mMIDI ? mMIDI->SignIn(kMIDIClientName, kMIDISourceName, kMIDIDestinationName, this)
+              : -ENODEV;
+    mMIDISignedIn = status == 0;
+    if (!mMIDISignedIn) VXDiagnostic("MIDIClientCreate() returned %ld\n", long{status});
+    return status;
+}
+
+void CVXUserSpaceDriver::MIDISignOut() {
+    if (!mMIDISignedIn) return;
+    mMIDI->SignOut();
+    mMIDISignedIn = false;
+}
+
+void CVXUserSpaceDriver::DoMIDIReadProc(std::span<const SVXMIDIPacket> inPacketList) {
+    // The keyset that answers is the front application's, checked for every
+    // packet list, without the timer's tenth-of-a-second limit.
+    if (mService) mService->CheckForProcessChange();
+    uint8_t output[kMIDIOutputSize];
+    size_t position = 0;
+    for (const SVXMIDIPacket& packet : inPacketList) {
+        if (packet.length > sizeof output - position) {
+            VXDiagnostic("host MIDI of more than %zu bytes refused\n", sizeof output);
+            return;
+        }
+        std::memcpy(output + position, packet.bytes, packet.length);
+        position += packet.length;
+    }
+    if (position == 0) VXDiagnostic("bufsize == 0\n");
+    WriteAsync(output, position);
 }
 
 void CVXUserSpaceDriver::StartTimeoutCounter() {

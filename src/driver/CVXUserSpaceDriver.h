@@ -15,18 +15,21 @@
 #include "driver/CVXInputParser.h"
 #include "platform/CVXDeviceWriter.h"
 #include "platform/CVXEventLoop.h"
+#include "platform/CVXHostMIDIIn.h"
 
 class CVXRecordSink;
 class CVXHostMIDIOut;
+class CVXMIDISystem;
 class CVXService;
 class CVXUSBHost;
 
-class CVXUserSpaceDriver : public CVXDeviceWriter {
+class CVXUserSpaceDriver : public CVXDeviceWriter, public CVXHostMIDIIn {
   public:
     // The driver of vxd: registers for the surface on inUSB (null: no USB),
     // builds its control service from the preferences file (or from inPrefs,
-    // stream data, when given) and starts its timer on inLoop (null: none).
-    CVXUserSpaceDriver(CVXUSBHost* inUSB, CVXEventLoop* inLoop, CVXHostMIDIOut* inHost,
+    // stream data, when given), signs in to inMIDI (null: no MIDI system)
+    // and starts its timer on inLoop (null: none).
+    CVXUserSpaceDriver(CVXUSBHost* inUSB, CVXEventLoop* inLoop, CVXMIDISystem* inMIDI,
                        std::optional<std::vector<uint8_t>> inPrefs = std::nullopt);
     // For tools that replay captured reads: records go to inService, no USB,
     // no service of its own and no timer.
@@ -43,6 +46,14 @@ class CVXUserSpaceDriver : public CVXDeviceWriter {
         return mLink.WriteAsync(inData, inSize);
     }
 
+    // The virtual MIDI ports: a failed sign-in says so and leaves the driver
+    // running without them.
+    int MIDISignIn();
+    void MIDISignOut();
+    // Host MIDI sent to the destination port: each packet goes to the surface
+    // as device bytes, one write per packet list.
+    void DoMIDIReadProc(std::span<const SVXMIDIPacket> inPacketList) override;
+
     void StartTimeoutCounter();
     void StopTimeoutCounter();
     void TimeoutCounter();
@@ -53,6 +64,12 @@ class CVXUserSpaceDriver : public CVXDeviceWriter {
 
     static constexpr double kOneTenthOfASecond = 0.1;
     static constexpr double kOneHundredthOfASecond = 0.01;
+    static constexpr char kMIDIClientName[] = "Velorix Series";
+    static constexpr char kMIDISourceName[] = "Velorix USB MIDI Out";
+    static constexpr char kMIDIDestinationName[] = "Velorix USB MIDI In";
+    // Room for the device bytes of one packet list; a list whose bytes would
+    // not fit is refused whole.
+    static constexpr size_t kMIDIOutputSize = 2048;
 
   private:
     static CVXUserSpaceDriver* sSelf;
@@ -60,6 +77,8 @@ class CVXUserSpaceDriver : public CVXDeviceWriter {
     CVXDeviceLink mLink;
     CVXInputParser mParser;
     std::unique_ptr<CVXService> mService;
+    CVXMIDISystem* mMIDI = nullptr;
+    bool mMIDISignedIn = false;
     CVXEventLoop* mLoop = nullptr;
     CVXEventLoop::TimerId mTimer = 0;
     double mLastProcessSniff = 0;

@@ -17,6 +17,19 @@ void CRecordingHostMIDI::Send(const uint8_t* inBytes, size_t inLength) {
     mLog.Add("host" + HexBytes(inBytes, inLength));
 }
 
+int CRecordingHostMIDI::SignIn(const char* inClientName, const char* inSourceName,
+                               const char* inDestinationName, CVXHostMIDIIn* inReceiver) {
+    mLog.Add(std::string("midi sign-in ") + inClientName + "|" + inSourceName + "|" +
+             inDestinationName);
+    if (mSignInStatus == 0) mReceiver = inReceiver;
+    return mSignInStatus;
+}
+
+void CRecordingHostMIDI::SignOut() {
+    mLog.Add("midi sign-out");
+    mReceiver = nullptr;
+}
+
 int CRecordingDevice::WriteAsync(const uint8_t* inData, size_t inSize) {
     mLog.Add("device" + HexBytes(inData, inSize));
     return mStatus;

@@ -16,6 +16,7 @@
 #include "platform/CVXEventPoster.h"
 #include "platform/CVXFrontAppSource.h"
 #include "platform/CVXHostMIDIOut.h"
+#include "platform/CVXMIDISystem.h"
 #include "platform/CVXTextPlatform.h"
 #include "platform/CVXVirtualLoop.h"
 #include "platform/SVXPlatform.h"
@@ -67,11 +68,20 @@ class CFakeFrontApp : public CVXFrontAppSource {
     int mQueries = 0;
 };
 
-// Logs "host <hex bytes>".
-class CRecordingHostMIDI : public CVXHostMIDIOut {
+// Logs "host <hex bytes>" for what is sent, "midi sign-in <client>|<source>|
+// <destination>" and "midi sign-out"; a sign-in answers mSignInStatus and
+// keeps the receiver, through which a test plays a host.
+class CRecordingHostMIDI : public CVXMIDISystem {
   public:
     explicit CRecordingHostMIDI(CEventLog& inLog) : mLog(inLog) {}
     void Send(const uint8_t* inBytes, size_t inLength) override;
+    int SignIn(const char* inClientName, const char* inSourceName, const char* inDestinationName,
+               CVXHostMIDIIn* inReceiver) override;
+    void SignOut() override;
+    const char* Name() const override { return "recording"; }
+
+    int mSignInStatus = 0;
+    CVXHostMIDIIn* mReceiver = nullptr;  // while signed in
 
   private:
     CEventLog& mLog;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "driver/CVXRecordSink.h"
-#include "platform/CVXHostMIDIOut.h"
+#include "platform/CVXMIDISystem.h"
 
 struct SRecordedEvent {
     bool toHost;  // false: a notify record; true: a message for the host
@@ -16,8 +16,13 @@ struct SRecordedEvent {
     bool operator==(const SRecordedEvent&) const = default;
 };
 
-class CRecordingParserOutput : public CVXRecordSink, public CVXHostMIDIOut {
+// Also a MIDI system whose sign-in always succeeds, so that a whole driver
+// can send to it.
+class CRecordingParserOutput : public CVXRecordSink, public CVXMIDISystem {
   public:
+    int SignIn(const char*, const char*, const char*, CVXHostMIDIIn*) override { return 0; }
+    void SignOut() override {}
+    const char* Name() const override { return "recording"; }
     void Service(const uint8_t* record) override {
         mEvents.push_back({false, std::vector<uint8_t>(record, record + record[0])});
     }

@@ -80,6 +80,57 @@ TEST_F(UserSpaceDriverTest, PollsTheFrontApplicationAtMostEveryTenthOfASecond) {
     EXPECT_EQ(mFrontApp.mQueries, start + 11);
 }
 
+TEST_F(UserSpaceDriverTest, SignsInToMIDIWithTheDriverAndOutWhenItGoes) {
+    auto driver = MakeDriver();
+    EXPECT_EQ(mLog.Take(),
+              Lines{"midi sign-in Velorix Series|Velorix USB MIDI Out|Velorix USB MIDI In"});
+    EXPECT_EQ(mHostMIDI.mReceiver, driver.get());
+    driver.reset();
+    EXPECT_EQ(mLog.Take(), Lines{"midi sign-out"});
+    EXPECT_EQ(mDiagnostics.Take(), "");
+
+    // A failed sign-in, or no MIDI system at all, is reported and the driver
+    // runs on without ports (and never signs out).
+    mHostMIDI.mSignInStatus = -2;
+    driver = MakeDriver();
+    driver.reset();
+    driver = std::make_unique<CVXUserSpaceDriver>(&mHost, &mLoop, nullptr, std::vector<uint8_t>{});
+    EXPECT_NE(driver->Service(), nullptr);
+    driver.reset();
+    EXPECT_EQ(mLog.Take(),
+              Lines{"midi sign-in Velorix Series|Velorix USB MIDI Out|Velorix USB MIDI In"});
+    EXPECT_EQ(mDiagnostics.Take(),
+              "MIDIClientCreate() returned -2\n"
+              "MIDIClientCreate() returned -19\n");
+}
+
+// Host MIDI goes to the surface as one write per packet list; a list whose
+// bytes would overrun the output is refused whole.
+TEST_F(UserSpaceDriverTest, HostPacketListsBecomeOneWriteEachAndOversizedOnesAreRefused) {
+    auto surface = mHost.MakeDevice(0x0760, 0x0008);
+    surface->AnswerStatus(kReply);
+    mHost.Plug(surface);
+    auto driver = MakeDriver();
+    mUSB.Take();
+    const uint8_t a[] = {0xB0, 0x07, 0x40}, b[] = {0x90, 0x10};
+    const SVXMIDIPacket two[] = {{a, sizeof a}, {b, sizeof b}};
+    driver->DoMIDIReadProc(two);
+    EXPECT_EQ(mUSB.Take(), Lines{"bulk-out 02 B0 07 40 90 10"});
+
+    driver->DoMIDIReadProc({});
+    EXPECT_EQ(mUSB.Take(), Lines{"bulk-out 02"});
+    EXPECT_EQ(mDiagnostics.Take(), "bufsize == 0\n");
+
+    const std::vector<uint8_t> big(CVXUserSpaceDriver::kMIDIOutputSize, 0xF8);
+    const SVXMIDIPacket fits[] = {{big.data(), big.size()}};
+    const SVXMIDIPacket over[] = {{a, sizeof a}, {big.data(), big.size()}};
+    driver->DoMIDIReadProc(fits);
+    EXPECT_EQ(mUSB.Take().size(), 1u);
+    driver->DoMIDIReadProc(over);
+    EXPECT_EQ(mUSB.Take(), Lines{});
+    EXPECT_EQ(mDiagnostics.Take(), "host MIDI of more than 2048 bytes refused\n");
+}
+
 TEST_F(UserSpaceDriverTest, ToolDriverHasNoDeviceAndSaysSoOnWrite) {
     CVXUserSpaceDriver driver(static_cast<CVXRecordSink*>(nullptr), &mHostMIDI);
     const uint8_t led[] = {0xB0, 0x46, 0x7F};
