@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "actions/CVX_Action.h"
+#include "actions/CVX_MIDIResponderMixIn.h"
 #include "actions/CVX_MIDITemplate.h"
 
 class UStreamReader;
@@ -19,17 +20,23 @@ constexpr uint32_t kVXMIDISendAndAnswer = 2;  // press and release, and answers 
 
 constexpr uint32_t kVXMIDIMessageSize = kVXMIDITemplateSize;
 
-class CVX_MIDIAction : public CVX_Action, public CVX_MIDITemplate {
+class CVX_MIDIAction : public CVX_Action, public CVX_MIDIResponderMixIn, public CVX_MIDITemplate {
   public:
     // inMessage points at kVXMIDIMessageSize template bytes; all of them are
-    // copied whatever inMessageLength says.
+    // copied whatever inMessageLength says. A kind-2 action on a control that
+    // may answer host MIDI registers with the keyset under construction.
     CVX_MIDIAction(uint32_t inControlNum, uint16_t inSpeed, const char* inName,
                    uint32_t inActionType, uint16_t inMessageLength, const uint8_t* inMessage);
 
-    // Sending to the host comes with the MIDI path; until then nothing is
-    // sent. Either way a MIDI action ends its chain: the actions after it in
-    // the sequence do not run from this execution.
+    // Sends the template to the host with every 0xFD replaced by the value's
+    // low byte. Returns false: a MIDI action ends its chain, and the actions
+    // after it in the sequence do not run from this execution.
     bool ExecuteSelf(int32_t inValue, bool inRepeat) override;
+
+    // A kind-2 action's host message: the device bytes of GetNativeMessage
+    // for the value at the template's first 0xFD (0 without one).
+    size_t UnmapMessage(const uint8_t* inMessage, uint8_t* outUnmappedMessage,
+                        size_t inLength) override;
 
     // Body: 2 bytes skipped, the kind (long), the length (short), then all 8
     // template bytes. Null for a truncated body or a control that is no button.
@@ -39,9 +46,18 @@ class CVX_MIDIAction : public CVX_Action, public CVX_MIDITemplate {
                                                                   UStreamReader* inReader);
 };
 
-// The only MIDI action ever built. A kind-2 one registers with the unmapper a
-// second time on purpose (the MIDI path adds the registration).
+// The only MIDI action ever built. A kind-2 one that answers host MIDI stands
+// twice in its unmapper's list, and so answers each of its messages twice.
 class CVX_ButtonMIDIAction : public CVX_MIDIAction {
   public:
-    using CVX_MIDIAction::CVX_MIDIAction;
+    CVX_ButtonMIDIAction(uint32_t inControlNum, uint16_t inSpeed, const char* inName,
+                         uint32_t inActionType, uint16_t inMessageLength, const uint8_t* inMessage);
+
+    // Kind 2 sends 7F on the press and 00 on the release; kind 1 sends the
+    // value on the press only; any other kind sends nothing. Always false.
+    bool ExecuteSelf(int32_t inValue, bool inRepeat) override;
+
+    // The button's LED message, which is empty for every button: a matching
+    // host message then reaches the surface unchanged.
+    void GetNativeMessage(uint8_t inValue, uint8_t* outBuffer, size_t* outLength) override;
 };

@@ -3,6 +3,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "actions/CMIDIUnmapper.h"
+#include "actions/CVX_MIDIResponderMixIn.h"
+#include "model/CVX_KeysetData.h"
 #include "platform/CVXMIDISystem.h"
 #include "platform/VXDiagnostics.h"
 #include "service/CVXService.h"
@@ -65,15 +68,24 @@ void CVXUserSpaceDriver::DoMIDIReadProc(std::span<const SVXMIDIPacket> inPacketL
     // The keyset that answers is the front application's, checked for every
     // packet list, without the timer's tenth-of-a-second limit.
     if (mService) mService->CheckForProcessChange();
+    CMIDIUnmapper* unmapper = CVX_KeysetData::GetCurrentMIDIUnmapper();
     uint8_t output[kMIDIOutputSize];
     size_t position = 0;
     for (const SVXMIDIPacket& packet : inPacketList) {
-        if (packet.length > sizeof output - position) {
+        // The unmapper is given the room that is left and reports what its
+        // answers need even beyond it: a list whose device bytes would not fit
+        // is refused whole, like one whose raw bytes would not.
+        const size_t room = sizeof output - position;
+        size_t length = packet.length;
+        const bool mapped =
+            unmapper && unmapper->UnmapHostMIDI(packet.bytes, output + position, &length, room);
+        if (!mapped) length = packet.length;  // no unmapper, or nothing came of it: as it is
+        if (length > room) {
             VXDiagnostic("host MIDI of more than %zu bytes refused\n", sizeof output);
             return;
         }
-        std::memcpy(output + position, packet.bytes, packet.length);
-        position += packet.length;
+        if (!mapped && length > 0) std::memcpy(output + position, packet.bytes, length);
+        position += length;
     }
     if (position == 0) VXDiagnostic("bufsize == 0\n");
     WriteAsync(output, position);
@@ -106,5 +118,6 @@ void CVXUserSpaceDriver::TimeoutCounter() {
         mLastProcessSniff = now;
         if (mService) mService->CheckForProcessChange();
     }
-    // Deferred host MIDI is delivered here too once its hand-off exists.
+    // Every firing: host MIDI that was deferred, at most one unit of it.
+    CVX_MIDIResponderMixIn::HandleDeferedMIDI();
 }

@@ -50,8 +50,9 @@ class CVXUserSpaceDriver : public CVXDeviceWriter, public CVXHostMIDIIn {
     // running without them.
     int MIDISignIn();
     void MIDISignOut();
-    // Host MIDI sent to the destination port: each packet goes to the surface
-    // as device bytes, one write per packet list.
+    // Host MIDI sent to the destination port: each packet goes through the
+    // current keyset's unmapper (unchanged without one) into device bytes, one
+    // write per packet list.
     void DoMIDIReadProc(std::span<const SVXMIDIPacket> inPacketList) override;
 
     void StartTimeoutCounter();

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "actions/CVX_Action.h"
+#include "actions/CVX_MIDITemplate.h"
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
 
@@ -88,6 +89,19 @@ W& W::ChannelAppSpecificAction(std::string_view inName, uint32_t inCode) {
     PutTag(VXTag("AppD"));
     PutTag(VXTag("CTyp"));
     PutLong(inCode);
+    return *this;
+}
+
+W& W::ChannelMIDIAction(std::string_view inName, uint32_t inKind, uint16_t inLength,
+                        const uint8_t* inMessage) {
+    ChannelActionHeader(vx_action_type_midi, inName);
+    PutTag(VXTag("MidD"));
+    PutTag(VXTag("CTyp"));
+    PutLong(inKind);
+    PutTag(VXTag("MDLn"));
+    PutShort(inLength);
+    PutTag(VXTag("MDMs"));
+    PutBytes(inMessage, kVXMIDITemplateSize);
     return *this;
 }
 
@@ -187,4 +201,13 @@ W& W::AppSpecificAction(uint32_t inControl, std::string_view inName, uint16_t in
     Put32(body, inCode);
     return ButtonAction(vx_action_type_app_specific, inControl, inName, inSpeed, body.data(),
                         body.size());
+}
+
+W& W::MIDIAction(uint32_t inControl, std::string_view inName, uint32_t inKind, uint16_t inLength,
+                 const uint8_t* inMessage) {
+    std::vector<uint8_t> body = {0, 0};  // alignment, not read
+    Put32(body, inKind);
+    Put16(body, inLength);
+    body.insert(body.end(), inMessage, inMessage + kVXMIDITemplateSize);
+    return ButtonAction(vx_action_type_midi, inControl, inName, 0, body.data(), body.size());
 }

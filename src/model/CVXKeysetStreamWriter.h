@@ -31,6 +31,9 @@ class CVXKeysetStreamWriter : public UStreamWriter {
     CVXKeysetStreamWriter& ChannelActionHeader(uint32_t inType, std::string_view inName);
     CVXKeysetStreamWriter& ChannelSpecialAction(std::string_view inName);
     CVXKeysetStreamWriter& ChannelAppSpecificAction(std::string_view inName, uint32_t inCode);
+    // inMessage: the 8 template bytes, all written whatever inLength says.
+    CVXKeysetStreamWriter& ChannelMIDIAction(std::string_view inName, uint32_t inKind,
+                                             uint16_t inLength, const uint8_t* inMessage);
 
     // Names, latched setting and the action count of a button control.
     CVXKeysetStreamWriter& ButtonControl(std::string_view inName, std::string_view inAssigned,
@@ -55,6 +58,9 @@ class CVXKeysetStreamWriter : public UStreamWriter {
                                          uint32_t inCode = 191);
     CVXKeysetStreamWriter& AppSpecificAction(uint32_t inControl, std::string_view inName,
                                              uint16_t inSpeed, uint32_t inCode);
+    // inMessage: the 8 template bytes, all written whatever inLength says.
+    CVXKeysetStreamWriter& MIDIAction(uint32_t inControl, std::string_view inName, uint32_t inKind,
+                                      uint16_t inLength, const uint8_t* inMessage);
     // Any record: the header, then inBody, then the filler up to 156 bytes.
     CVXKeysetStreamWriter& ButtonAction(uint32_t inType, uint32_t inControl,
                                         std::string_view inName, uint16_t inSpeed,

@@ -1,5 +1,6 @@
 # vxctl against the shipped examples: the capture decoded to records, the same
-# capture replayed through the example keysets, and the keyset file itself.
+# capture replayed through two of the example keysets, and the keyset file
+# itself.
 # The expected outputs were worked out by hand from the wire and keyset formats.
 function(run_vxctl out_var expect_rc)
     execute_process(COMMAND ${VXCTL} ${ARGN} OUTPUT_VARIABLE out RESULT_VARIABLE rc
@@ -22,6 +23,11 @@ expect_same("${records}" examples/capture.records "vxctl decode --records")
 
 run_vxctl(replay 0 decode --prefs examples/example.prefs --app DAW1 examples/capture.hex)
 expect_same("${replay}" examples/capture-daw.out "vxctl decode with the example keysets")
+
+# The Mixer keyset's two-way MIDI actions: rate-limited sends, and the host's
+# fader and LED messages answered with the surface's own.
+run_vxctl(mixer 0 decode --prefs examples/example.prefs --app MIX1 examples/capture.hex)
+expect_same("${mixer}" examples/capture-mixer.out "vxctl decode with the Mixer keyset")
 
 # The shipped keyset file is what `vxctl keyset example` writes, and it loads whole.
 set(fresh ${CMAKE_CURRENT_BINARY_DIR}/example-fresh.prefs)

@@ -74,6 +74,17 @@ class DecodePrinter : public CVXRecordSink, public CVXHostMIDIOut {
     bool mRecords;
 };
 
+// The driver of the replay: what it writes to the surface (the answers to
+// host MIDI) is printed instead.
+class DecodeDriver : public CVXUserSpaceDriver {
+  public:
+    using CVXUserSpaceDriver::CVXUserSpaceDriver;
+    int WriteAsync(const uint8_t* inData, size_t inSize) override {
+        std::printf("device: %s\n", HexString(inData, inSize).c_str());
+        return 0;
+    }
+};
+
 class FixedFrontApp : public CVXFrontAppSource {
   public:
     bool GetFrontSignature(uint32_t& outSignature) override {
@@ -90,7 +101,9 @@ int Usage() {
         << "usage: vxctl decode [--midi] [--records] [--prefs FILE] [--app SIGN] [CAPTURE|-]\n"
            "  Each line of CAPTURE (default: standard input) is one USB read in hex, the\n"
            "  bridge's two status bytes in front of every 64-byte packet; a line '+N' lets\n"
-           "  N milliseconds pass (held keys repeat, delays run out).\n"
+           "  N milliseconds pass (held keys repeat, delays run out); a line 'host HEX'\n"
+           "  is MIDI from a host application: the driver's answer to the surface is\n"
+           "  printed as 'device: ...'.\n"
            "  --midi        each line is plain MIDI bytes, framed as the bridge does\n"
            "  --records     print records and host messages as hex bytes only\n"
            "  --prefs FILE  keysets from this preferences file (default: none)\n"
@@ -174,8 +187,16 @@ int RunDecode(const std::vector<std::string>& inArgs) {
         CVXPlatformScope scope(platform);
         CVXService service(std::move(prefs));
         printer.mService = &service;
-        CVXUserSpaceDriver driver(&printer, &printer);
+        DecodeDriver driver(&printer, &printer);
         for (const SCaptureStep& step : steps) {
+            if (step.fromHost) {
+                // One packet list of one packet, answered by the keyset of
+                // the application in front, as the driver's read procedure is.
+                service.CheckForProcessChange();
+                const SVXMIDIPacket packet = {step.read.data(), step.read.size()};
+                driver.DoMIDIReadProc({&packet, 1});
+                continue;
+            }
             if (step.read.empty()) {
                 loop.AdvanceBy(step.waitMicros);
                 continue;

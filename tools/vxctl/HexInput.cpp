@@ -73,9 +73,20 @@ bool ReadCapture(std::istream& in, bool inMIDI, std::vector<SCaptureStep>& outSt
             outSteps.push_back({{}, ms * 1000});
             continue;
         }
-        if (!ParseHexLine(line, bytes, error)) {
+        const bool fromHost =
+            first != std::string::npos && line.compare(first, 4, "host") == 0 &&
+            (first + 4 == line.size() || std::isspace(static_cast<unsigned char>(line[first + 4])));
+        if (!ParseHexLine(fromHost ? line.substr(first + 4) : line, bytes, error)) {
             outError = "line " + std::to_string(number) + ": " + error;
             return false;
+        }
+        if (fromHost) {
+            if (bytes.empty()) {
+                outError = "line " + std::to_string(number) + ": 'host' needs hex bytes after it";
+                return false;
+            }
+            outSteps.push_back({bytes, 0, true});
+            continue;
         }
         if (bytes.empty()) continue;
         outSteps.push_back({inMIDI ? VXFrameBridgeRead(bytes) : bytes, 0});

@@ -14,10 +14,12 @@ namespace vxctl {
 // when the line holds anything else.
 bool ParseHexLine(const std::string& inLine, std::vector<uint8_t>& outBytes, std::string& outError);
 
-// One step of a capture: a USB read, or time passing ("+<milliseconds>").
+// One step of a capture: a USB read, time passing ("+<milliseconds>"), or
+// MIDI from a host application ("host <hex bytes>", never framed).
 struct SCaptureStep {
     std::vector<uint8_t> read;
     uint64_t waitMicros = 0;
+    bool fromHost = false;  // `read` is one packet of host MIDI
 };
 
 // Reads every non-empty line of `in` as one step. On a bad line writes a

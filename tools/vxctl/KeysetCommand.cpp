@@ -6,6 +6,7 @@
 
 #include "ActionText.h"
 #include "HexInput.h"
+#include "actions/CVX_Channel_MIDIAction.h"
 #include "model/CVXKeysetStreamWriter.h"
 #include "model/CVX_KeysetData.h"
 #include "model/UStreamReader.h"
@@ -29,13 +30,15 @@ int Usage() {
     return 2;
 }
 
-// Two keysets: the fall-back, without actions, and one for the application
-// with the signature 'DAW1' that reports every fader and channel button move
-// to it. Button actions do not travel in keyset records (the editor sends them
-// one control at a time), so a file has none.
+// Three keysets: the fall-back, without actions; one for the application with
+// the signature 'DAW1' that reports every fader and channel button move to it;
+// and one for 'MIX1' that speaks MIDI both ways: each fader as controller 7 and
+// each Mute as note 0x10 on its strip's channel, the host's answers moving the
+// motor fader and lighting the LED. Button actions do not travel in keyset
+// records (the editor sends them one control at a time), so a file has none.
 std::vector<uint8_t> ExampleKeysets() {
     CVXKeysetStreamWriter w;
-    w.FullSetHeader(2);
+    w.FullSetHeader(3);
     w.KeysetHeader("Default", kVXDefaultSignature);
     w.EmptyStrips();
     w.KeysetHeader("DAW", VXTag("DAW1"));
@@ -45,6 +48,20 @@ std::vector<uint8_t> ExampleKeysets() {
             bool notify = n != kVXChannelTouchSense;
             w.ChannelControl(kChannelControlNames[n - 160], n, channel, false, notify ? 1 : 0);
             if (notify) w.ChannelSpecialAction("Report");
+        }
+    }
+    w.KeysetHeader("Mixer", VXTag("MIX1"));
+    for (uint32_t n = 160; n <= 165; ++n) {
+        w.StripGroupHeader(n);
+        for (uint32_t channel = 0; channel < 16; ++channel) {
+            const bool fader = n == kVXChannelFader;
+            const bool midi = fader || n == kVXChannelMute;
+            w.ChannelControl(kChannelControlNames[n - 160], n, channel, false, midi ? 1 : 0);
+            if (!midi) continue;
+            const uint8_t status = static_cast<uint8_t>((fader ? 0xB0 : 0x90) | channel);
+            const uint8_t message[kVXMIDITemplateSize] = {
+                status, fader ? uint8_t(0x07) : uint8_t(0x10), kVXMIDIValueMarker};
+            w.ChannelMIDIAction(fader ? "Volume" : "Mute", kVXChannelMIDITwoWay, 3, message);
         }
     }
     return w.Take();

@@ -50,7 +50,7 @@ TEST_F(ControlDataTest, AMIDIActionEndsTheChain) {
     stop->AddAction(std::make_unique<LoggingAction>(mLog, "after"));
     ASSERT_NE(stop->GetActionAt(0), nullptr);
     stop->Execute(0, 1);
-    EXPECT_TRUE(mLog.Take().empty());
+    EXPECT_EQ(mLog.Take(), (std::vector<std::string>{"host B0 10 7F"}));
     stop->Execute(1, 1);
     EXPECT_EQ(mLog.Take(), (std::vector<std::string>{"after 1"}));
 }

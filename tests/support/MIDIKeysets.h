@@ -1,0 +1,88 @@
+// Keyset streams whose controls carry MIDI actions, for the host-MIDI tests,
+// the benchmark and the fuzz target, and a scripted responder. No gtest here.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "actions/CVX_MIDIResponderMixIn.h"
+
+#include "model/CVXKeysetStreamWriter.h"
+#include "model/CVX_KeysetData.h"
+#include "model/UStreamReader.h"
+#include "model/UVX_ControlClass.h"
+#include "support/EventLog.h"
+
+using SVXTemplate = std::array<uint8_t, 8>;
+
+// The template of channel control inControl on strip inChannel: the fader
+// sends B<ch> 07 <value>, the buttons 9<ch> <10 + button index> <value>.
+inline SVXTemplate StripTemplate(uint32_t inControl, uint32_t inChannel) {
+    const auto ch = static_cast<uint8_t>(inChannel);
+    if (inControl == kVXChannelFader) return {static_cast<uint8_t>(0xB0 | ch), 0x07, 0xFD};
+    return {static_cast<uint8_t>(0x90 | ch), static_cast<uint8_t>(0x10 + inControl - 161), 0xFD};
+}
+
+// A full set of two keysets: "Default", without actions, and "DAW" ('DAW1'),
+// whose 96 channel controls carry one channel MIDI action each, of kind
+// inKind, with the templates of StripTemplate (3 bytes).
+inline std::vector<uint8_t> MIDIKeysets(uint32_t inKind = 2) {
+    CVXKeysetStreamWriter w;
+    w.FullSetHeader(2);
+    w.KeysetHeader("Default", kVXDefaultSignature);
+    w.EmptyStrips();
+    w.KeysetHeader("DAW", VXTag("DAW1"));
+    for (uint32_t n = kVXChannelFader; n <= kVXChannelTouchSense; ++n) {
+        w.StripGroupHeader(n);
+        for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
+            w.ChannelControl(kChannelControlNames[n - kVXChannelFader], n, channel, false, 1);
+            w.ChannelMIDIAction("MIDI", inKind, 3, StripTemplate(n, channel).data());
+        }
+    }
+    return w.Take();
+}
+
+// The editor's update of transport button inControl in keyset inKeyset: one
+// MIDI action of kind inKind with the template inTemplate of inLength bytes.
+inline std::vector<uint8_t> ButtonMIDIUpdate(uint32_t inKeyset, uint32_t inControl, uint32_t inKind,
+                                             const SVXTemplate& inTemplate, uint16_t inLength = 3) {
+    CVXKeysetStreamWriter w;
+    w.ControlUpdateHeader(inKeyset, 0, inControl).ButtonControl("Button", "MIDI", false, 1);
+    w.MIDIAction(inControl, "MIDI", inKind, inLength, inTemplate.data());
+    w.SequenceFiller(1);
+    return w.Take();
+}
+
+// Answers the host message mMatch with mAnswer (which may be empty), and
+// logs every message it is asked about as "<name> <hex>" when given a log.
+class CScriptedResponder : public CVX_MIDIResponderMixIn {
+  public:
+    CScriptedResponder(std::vector<uint8_t> inMatch, std::vector<uint8_t> inAnswer,
+                       CEventLog* inLog = nullptr, std::string inName = "", bool inAccepts = true)
+        : CVX_MIDIResponderMixIn(inAccepts),
+          mMatch(std::move(inMatch)),
+          mAnswer(std::move(inAnswer)),
+          mLog(inLog),
+          mName(std::move(inName)) {}
+    size_t UnmapMessage(const uint8_t* inMessage, uint8_t* outBytes, size_t inLength) override {
+        if (mLog) {
+            std::string line = mName;
+            for (size_t i = 0; i < inLength; ++i) {
+                static const char kDigits[] = "0123456789ABCDEF";
+                line += {' ', kDigits[inMessage[i] >> 4], kDigits[inMessage[i] & 15]};
+            }
+            mLog->Add(std::move(line));
+        }
+        if (!std::equal(inMessage, inMessage + inLength, mMatch.begin(), mMatch.end())) return 0;
+        std::copy(mAnswer.begin(), mAnswer.end(), outBytes);
+        return mAnswer.size();
+    }
+
+  private:
+    std::vector<uint8_t> mMatch, mAnswer;
+    CEventLog* mLog;
+    std::string mName;
+};
