@@ -10,6 +10,8 @@ packages=(
     libsystemd-dev                            # sd-event loop, sd-bus
     libusb-1.0-0-dev                          # USB backend
     umockdev libumockdev-dev libglib2.0-dev   # the emulated USB device of the integration tests
+    libasound2-dev libjack-jackd2-dev         # MIDI backends: ALSA sequencer, JACK
+    jackd2                                    # the private JACK server of the MIDI tests and benchmark
 )
 
 missing=()
@@ -21,5 +23,8 @@ done
 sudo=""
 [ "$(id -u)" -ne 0 ] && sudo="sudo"
 export DEBIAN_FRONTEND=noninteractive
+# jackd2 asks whether jackd may run with real-time priority; the tests run it
+# with --no-realtime, so the answer is no, given before apt asks.
+echo "jackd2 jackd/tweak_rt_limits boolean false" | $sudo debconf-set-selections
 $sudo apt-get update
 $sudo apt-get install -y --no-install-recommends "${missing[@]}"

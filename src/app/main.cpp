@@ -13,6 +13,7 @@
 #include "platform/SVXPlatform.h"
 #include "platform/VXDiagnostics.h"
 #include "platform/loop/CVXSdEventLoop.h"
+#include "platform/midi/VXMIDISystems.h"
 #include "platform/usb/CVXLibUSBHost.h"
 
 namespace {
@@ -45,18 +46,23 @@ int RunDriver() {
     CVXLibUSBHost usb(loop);
     if (!usb.Valid()) return -1;
 
+    // The MIDI system's threads (JACK's) start with the termination signals
+    // blocked too. None on this machine: the driver says so and runs on.
+    std::unique_ptr<CVXMIDISystem> midi = VXOpenMIDISystem(loop);
+
     // Actions made while the keysets load may already look at the context,
-    // so the loop is installed before the driver is built, and the driver as
-    // the device writer once it exists.
-    SVXPlatform platform{.loop = &loop};
+    // so the loop and the way to host applications are installed before the
+    // driver is built, and the driver as the device writer once it exists.
+    SVXPlatform platform{.loop = &loop, .hostMIDI = midi.get()};
     CVXPlatformScope loopScope(platform);
     int status = 0;
     {
-        CVXUserSpaceDriver driver(&usb, &loop, nullptr);  // MIDI: not yet
+        CVXUserSpaceDriver driver(&usb, &loop, midi.get());
         platform.device = &driver;
         CVXPlatformScope driverScope(platform);
         status = loop.Run();
-    }  // the driver goes before the USB host and the loop it is registered with
+    }  // the driver goes (and signs out) before the MIDI system, the USB host
+       // and the loop it is registered with
     return status < 0 ? -1 : 0;
 }
 

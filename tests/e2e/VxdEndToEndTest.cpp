@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "integration/midi/JackRig.h"
 #include "integration/support/CEmulatedFTDI.h"
 
 extern char** environ;
@@ -74,6 +75,14 @@ class VxdEndToEnd : public ::testing::Test {
                 env.push_back(entry);
         }
         env.push_back("XDG_CONFIG_HOME=" + mHome.string());
+        // The JACK server the child may find is the test's own, or none: never
+        // one that happens to run on this machine.
+        std::erase_if(env, [](const std::string& e) {
+            return e.rfind("JACK_DEFAULT_SERVER=", 0) == 0 ||
+                   e.rfind("JACK_NO_START_SERVER=", 0) == 0;
+        });
+        env.push_back("JACK_DEFAULT_SERVER=" + mJackServer);
+        env.push_back("JACK_NO_START_SERVER=1");
         if (std::string(VX_ASAN_RUNTIME).empty()) {
             inCommand.insert(inCommand.begin(), VX_UMOCKDEV_WRAPPER);
         } else {
@@ -143,11 +152,17 @@ class VxdEndToEnd : public ::testing::Test {
 
     CEmulatedFTDI mFtdi;  // before any libusb starts, in this process or the child
     fs::path mHome;
+    std::string mJackServer = NoJackServer();
     pid_t mPid = 0;
 };
 
-// What vxd says at start on this machine.
-const std::string kStartUpLines = "MIDIClientCreate() returned -19\n";
+// What vxd says at start here: its MIDI system, the sequencer where this
+// kernel has one (under umockdev's preload the child sees the same /dev as
+// this test), else none, since no JACK server answers it but the test's own;
+// without ports, the driver's sign-in failure.
+const std::string kStartUpLines = access("/dev/snd/seq", F_OK) == 0
+                                      ? "MIDI system: ALSA\n"
+                                      : "MIDI system: none\nMIDIClientCreate() returned -19\n";
 
 constexpr std::chrono::seconds kBringUpLimit{10};  // generous: a loaded machine, sanitizers
 
@@ -174,8 +189,7 @@ TEST_F(VxdEndToEnd, TakesTheSurfaceLetsItGoOnUnplugTakesItAgainAndExitsZeroOnSig
     }
 
     EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
-    // A surface that answers gives nothing to report; the MIDI ports are
-    // not there yet.
+    // A surface that answers gives nothing to report.
     EXPECT_EQ(Log(), kStartUpLines);
 }
 
@@ -188,6 +202,51 @@ TEST_F(VxdEndToEnd, RunsWithoutASurfaceAndTakesOnePluggedLater) {
     ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
     EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
     EXPECT_EQ(Log(), kStartUpLines);
+}
+
+// On a JACK server (the test's private one) vxd publishes its two ports
+// while it runs: a host application connected to them gets what the surface
+// sends to hosts, and what the host sends reaches the surface, unchanged by
+// keysets without MIDI actions.
+TEST_F(VxdEndToEnd, PublishesItsPortsOnAJackServerAndCarriesMIDIBothWays) {
+    if (access("/dev/snd/seq", F_OK) == 0) GTEST_SKIP() << "vxd takes this kernel's sequencer";
+    CJackServer server("vx-e2e-" + std::to_string(getpid()));
+    ASSERT_TRUE(server.Start());
+    mJackServer = server.Name();
+    ASSERT_TRUE(mFtdi.Plug());
+    Start();
+    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
+
+    CJackPeer host;
+    ASSERT_TRUE(host.Open());
+    const std::vector<std::string> ports = {"Velorix Series:Velorix USB MIDI Out",
+                                            "Velorix Series:Velorix USB MIDI In"};
+    ASSERT_TRUE(WaitFor([&] { return host.Ports("^Velorix Series:") == ports; }, kBringUpLimit));
+    ASSERT_TRUE(host.Connect(ports[0].c_str(), ports[1].c_str()));
+
+    // A transport button's machine-control message goes on to hosts as it is.
+    const Bytes play = {0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7};
+    mFtdi.SetModemStatus(0x11);
+    mFtdi.QueueInput(play);
+    std::vector<Bytes> received;
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            for (auto& e : host.Take()) received.push_back(std::move(e.bytes));
+            return !received.empty();
+        },
+        kBringUpLimit));
+    EXPECT_EQ(received, std::vector<Bytes>{play});
+
+    // One cycle of host MIDI is one write to the surface.
+    const size_t writes = mFtdi.BulkWrites().size();
+    ASSERT_TRUE(host.SendCycle({{0x90, 0x3C, 0x7F}, {0xB2, 0x46, 0x7F}}));
+    ASSERT_TRUE(WaitFor([&] { return mFtdi.BulkWrites().size() > writes; }, kBringUpLimit));
+    EXPECT_EQ(mFtdi.BulkWrites().back(), (Bytes{0x90, 0x3C, 0x7F, 0xB2, 0x46, 0x7F}));
+
+    // Ended, vxd takes its ports with it.
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
+    EXPECT_EQ(host.Ports("^Velorix Series:"), std::vector<std::string>{});
+    EXPECT_EQ(Log(), "MIDI system: JACK\n");
 }
 
 // vxctl devices names each plugged-in device of the listed identities and

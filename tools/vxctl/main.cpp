@@ -6,6 +6,7 @@
 #include "DecodeCommand.h"
 #include "DevicesCommand.h"
 #include "KeysetCommand.h"
+#include "MidiCommand.h"
 
 namespace {
 int Usage() {
@@ -18,7 +19,9 @@ int Usage() {
                  "  keyset dump FILE\n"
                  "      list the keysets of a preferences file\n"
                  "  keyset example FILE\n"
-                 "      write a small keyset file to start from\n";
+                 "      write a small keyset file to start from\n"
+                 "  midi\n"
+                 "      list the MIDI systems here, the one vxd would use and its ports\n";
     return 2;
 }
 }  // namespace
@@ -30,6 +33,7 @@ int main(int argc, char** argv) {
     if (command == "decode") return vxctl::RunDecode(args);
     if (command == "keyset") return vxctl::RunKeyset(args);
     if (command == "devices") return vxctl::RunDevices(args);
+    if (command == "midi") return vxctl::RunMidi(args);
     if (command == "-h" || command == "--help" || command == "help") {
         Usage();
         return 0;
