@@ -5,6 +5,7 @@
 
 #include "actions/CMIDIUnmapper.h"
 #include "actions/CVX_MIDIResponderMixIn.h"
+#include "model/CVX_Keyset.h"
 #include "model/CVX_KeysetData.h"
 #include "platform/CVXMIDISystem.h"
 #include "platform/VXDiagnostics.h"
@@ -54,7 +55,14 @@ int CVXUserSpaceDriver::MIDISignIn() {
         mMIDI ? mMIDI->SignIn(kMIDIClientName, kMIDISourceName, kMIDIDestinationName, this)
               : -ENODEV;
     mMIDISignedIn = status == 0;
-    if (!mMIDISignedIn) VXDiagnostic("MIDIClientCreate() returned %ld\n", long{status});
+    if (!mMIDISignedIn) {
+        VXDiagnostic("MIDIClientCreate() returned %ld\n", long{status});
+        return status;
+    }
+    // The current keyset woke before there were ports to speak through: an
+    // emulated surface opens its conversation again now that there are.
+    const CVX_KeysetData* data = CVX_KeysetData::GetKeysetData();
+    if (CVX_Keyset* keyset = data ? data->GetCurrentKeyset() : nullptr) keyset->Wakeup();
     return status;
 }
 

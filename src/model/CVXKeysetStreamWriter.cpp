@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "actions/CVX_Action.h"
+#include "actions/CVX_Channel_EmulationAction.h"
 #include "actions/CVX_MIDITemplate.h"
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
@@ -102,6 +103,26 @@ W& W::ChannelMIDIAction(std::string_view inName, uint32_t inKind, uint16_t inLen
     PutShort(inLength);
     PutTag(VXTag("MDMs"));
     PutBytes(inMessage, kVXMIDITemplateSize);
+    return *this;
+}
+
+W& W::ChannelEmulationAction(std::string_view inName, uint32_t inMode, uint16_t inLength,
+                             const uint8_t* inMessage, bool inAcceptsMIDI) {
+    ChannelActionHeader(vx_action_type_emulation, inName);
+    PutTag(VXTag("CEmD"));
+    PutTag(VXTag("EmMd"));
+    PutLong(inMode);
+    // Three fields that readers drop.
+    for (uint32_t tag : {VXTag("EmTp"), VXTag("EmCN"), VXTag("EmSF")}) {
+        PutTag(tag);
+        PutLong(0);
+    }
+    PutTag(VXTag("MDLn"));
+    PutShort(inLength);
+    PutTag(VXTag("MDMs"));
+    PutBytes(inMessage, kVXEmulationMessageSize);
+    PutTag(VXTag("AcMD"));
+    PutShort(inAcceptsMIDI ? 1 : 0);
     return *this;
 }
 

@@ -35,6 +35,11 @@ class CVXKeysetStreamWriter : public UStreamWriter {
     CVXKeysetStreamWriter& ChannelMIDIAction(std::string_view inName, uint32_t inKind,
                                              uint16_t inLength, const uint8_t* inMessage);
 
+    // inMessage: the 16 template bytes, all written whatever inLength says.
+    CVXKeysetStreamWriter& ChannelEmulationAction(std::string_view inName, uint32_t inMode,
+                                                  uint16_t inLength, const uint8_t* inMessage,
+                                                  bool inAcceptsMIDI);
+
     // Names, latched setting and the action count of a button control.
     CVXKeysetStreamWriter& ButtonControl(std::string_view inName, std::string_view inAssigned,
                                          bool inLatched, uint32_t inCount);

@@ -11,6 +11,8 @@
 
 #include "actions/CVX_Action.h"
 #include "actions/CVX_Channel_Action.h"
+#include "actions/CVX_Channel_EmulationAction.h"
+#include "actions/CVX_EmulationResponder.h"
 #include "model/CVX_ChannelControlData.h"
 #include "model/CVX_ControlData.h"
 #include "model/CVX_Keyset.h"
@@ -175,8 +177,14 @@ bool CVX_Keyset::UpdateFromStream(UStreamReader* inReader) {
         return false;
     }
 
+    // The old responder goes first, so that the new one (built while this
+    // keyset is under construction) is the only one in its unmapper.
     SetEmulationResponder(nullptr);
-    // Modes 2 and 3 will create their Mode B and Mode C responders here.
+    if (mode == kVXEmulationModeB) {
+        SetEmulationResponder(std::make_unique<CVX_EmulationModeBResponder>());
+    } else if (mode == kVXEmulationModeC) {
+        SetEmulationResponder(std::make_unique<CVX_EmulationModeCResponder>());
+    }
     return true;
 }
 

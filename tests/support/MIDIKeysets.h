@@ -6,10 +6,11 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "actions/CVX_EmulationResponder.h"
 #include "actions/CVX_MIDIResponderMixIn.h"
-
 #include "model/CVXKeysetStreamWriter.h"
 #include "model/CVX_KeysetData.h"
 #include "model/UStreamReader.h"
@@ -40,6 +41,51 @@ inline std::vector<uint8_t> MIDIKeysets(uint32_t inKind = 2) {
         for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
             w.ChannelControl(kChannelControlNames[n - kVXChannelFader], n, channel, false, 1);
             w.ChannelMIDIAction("MIDI", inKind, 3, StripTemplate(n, channel).data());
+        }
+    }
+    return w.Take();
+}
+
+using SVXEmulationTemplate = std::array<uint8_t, 16>;
+
+// The emulation template of channel control inControl on strip inChannel, and
+// its length. Mode B: the fader as pitch bend on the strip's channel (E<ch>
+// <low> <high>), the buttons as notes on channel 1 (90 <note> <on/off>).
+// Mode C: the fader as two controllers (B0 0<s> <high> B0 2<s> <low>), each
+// button as the zone of its strip and its Mode C number (B0 0F <s> B0 2F
+// <number + 40 when on>).
+inline std::pair<SVXEmulationTemplate, uint16_t> EmulationTemplate(uint32_t inMode,
+                                                                   uint32_t inControl,
+                                                                   uint32_t inChannel) {
+    const auto ch = static_cast<uint8_t>(inChannel);
+    const bool fader = inControl == kVXChannelFader;
+    if (inMode == 2) {
+        static const uint8_t kNoteBase[] = {0x10, 0x08, 0x00, 0x18, 0x68};  // Mute..Touch Sense
+        if (fader) return {{static_cast<uint8_t>(0xE0 | ch), 0xFB, 0xFD}, 3};
+        return {{0x90, static_cast<uint8_t>(kNoteBase[inControl - kVXChannelMute] + ch), 0xFD}, 3};
+    }
+    if (fader) return {{0xB0, ch, 0xFD, 0xB0, static_cast<uint8_t>(0x20 + ch), 0xFB}, 6};
+    return {{0xB0, 0xFE, ch, 0xB0, 0xFF, 0xF8}, 6};
+}
+
+// A full set of three keysets: "Default", without actions; "Mode B" ('MODB',
+// mode 2) and "Mode C" ('MODC', mode 3), whose 96 channel controls carry one
+// emulation action each, with the templates of EmulationTemplate, all
+// following host MIDI.
+inline std::vector<uint8_t> EmulationKeysets() {
+    CVXKeysetStreamWriter w;
+    w.FullSetHeader(3);
+    w.KeysetHeader("Default", kVXDefaultSignature);
+    w.EmptyStrips();
+    for (uint32_t mode : {2u, 3u}) {
+        w.KeysetHeader(mode == 2 ? "Mode B" : "Mode C", VXTag(mode == 2 ? "MODB" : "MODC"), mode);
+        for (uint32_t n = kVXChannelFader; n <= kVXChannelTouchSense; ++n) {
+            w.StripGroupHeader(n);
+            for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
+                w.ChannelControl(kChannelControlNames[n - kVXChannelFader], n, channel, false, 1);
+                const auto [message, length] = EmulationTemplate(mode, n, channel);
+                w.ChannelEmulationAction("Emulation", mode, length, message.data(), true);
+            }
         }
     }
     return w.Take();
@@ -83,6 +129,22 @@ class CScriptedResponder : public CVX_MIDIResponderMixIn {
 
   private:
     std::vector<uint8_t> mMatch, mAnswer;
+    CEventLog* mLog;
+    std::string mName;
+};
+
+// An emulation responder that answers no host MIDI and logs "wake <name>"
+// ("wake" without a name) each time its keyset wakes, when given a log.
+class CWakeLogger : public CVX_EmulationResponder {
+  public:
+    explicit CWakeLogger(CEventLog* inLog = nullptr, std::string inName = "")
+        : mLog(inLog), mName(std::move(inName)) {}
+    void FirstMessageToHost() override {
+        if (mLog) mLog->Add(mName.empty() ? "wake" : "wake " + mName);
+    }
+    size_t UnmapMessage(const uint8_t*, uint8_t*, size_t) override { return 0; }
+
+  private:
     CEventLog* mLog;
     std::string mName;
 };

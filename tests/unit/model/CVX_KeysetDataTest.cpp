@@ -3,16 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "model/UVX_ControlClass.h"
+#include "support/MIDIKeysets.h"
 #include "support/PlatformFakes.h"
 
 namespace {
-
-// Logs "wake" each time its keyset is woken.
-struct WakeLogger : CVX_EmulationResponder {
-    explicit WakeLogger(CEventLog& inLog) : mLog(inLog) {}
-    void FirstMessageToHost() override { mLog.Add("wake"); }
-    CEventLog& mLog;
-};
 
 // The global latch as "control keyset bank", -1 standing for none.
 std::string Latch() {
@@ -63,7 +57,7 @@ TEST_F(KeysetDataTest, SelectionBySignatureNeverComparesTheFallBack) {
 TEST_F(KeysetDataTest, SetCurrentKeysetOutOfRangeKeepsTheIndexAndStillWakes) {
     Add("A", "AAAA");
     Add("B", "BBBB");
-    mData->GetKeysetAt(1)->SetEmulationResponder(std::make_unique<WakeLogger>(mLog));
+    mData->GetKeysetAt(1)->SetEmulationResponder(std::make_unique<CWakeLogger>(&mLog));
     mData->SetCurrentKeyset(1);
     mData->SetCurrentKeyset(7);
     EXPECT_EQ(mData->GetCurrentKeysetIndex(), 1u);

@@ -16,6 +16,7 @@
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
 #include "platform/VXDiagnostics.h"
+#include "support/MIDIKeysets.h"
 #include "support/PlatformFakes.h"
 
 namespace {
@@ -47,11 +48,11 @@ std::string Name(std::string_view inPrefix, uint32_t inN, uint32_t inChannel) {
     return std::string(inPrefix) + "/" + std::to_string(inN) + "/" + std::to_string(inChannel);
 }
 
-// A keyset record (mode 0) whose channel records are all named apart (see
-// Name); the records of channel 3 hold a special action.
+// A keyset record whose channel records are all named apart (see Name); the
+// records of channel 3 hold a special action.
 void Keyset(W& ioW, std::string_view inName, uint32_t inChannels = 16,
-            uint32_t inSig = FourCC("SIGN")) {
-    ioW.KeysetHeader(inName, inSig);
+            uint32_t inSig = FourCC("SIGN"), uint32_t inMode = 0) {
+    ioW.KeysetHeader(inName, inSig, inMode);
     for (uint32_t n = 160; n <= 165; ++n) {
         ioW.StripGroupHeader(n);
         for (uint32_t ch = 0; ch < inChannels; ++ch) {
@@ -60,10 +61,6 @@ void Keyset(W& ioW, std::string_view inName, uint32_t inChannels = 16,
         }
     }
 }
-
-struct CNullResponder : CVX_EmulationResponder {
-    void FirstMessageToHost() override {}
-};
 
 class KeysetStreamTest : public CVXPlatformTest {
   protected:
@@ -152,7 +149,7 @@ TEST_F(KeysetStreamTest, EveryPrefixOfAFullSetKeepsTheKeysetsReadSoFar) {
 
 TEST_F(KeysetStreamTest, GroupHeaderHoldingTheAbsoluteNumberFailsAfterTheModeIsStored) {
     CVX_Keyset* keyset = mData.GetKeysetAt(0);
-    keyset->SetEmulationResponder(std::make_unique<CNullResponder>());
+    keyset->SetEmulationResponder(std::make_unique<CWakeLogger>());
     CVX_EmulationResponder* responder = keyset->GetEmulationResponder();
     // Index 0, "Mix" 'MIXR' mode 3, and a group header holding 160, not 0.
     EXPECT_FALSE(Run(kKeyset, Raw("\0\0\0\0KystSt31\3MixSgntMIXREmMd\0\0\0\3ChCT\0\0\0\xA0"sv)));
@@ -163,11 +160,33 @@ TEST_F(KeysetStreamTest, GroupHeaderHoldingTheAbsoluteNumberFailsAfterTheModeIsS
     EXPECT_EQ(keyset->GetEmulationMode(), 3u);
     EXPECT_EQ(keyset->GetEmulationResponder(), responder);  // kept when the strips fail
 
-    // A successful refill (mode 0) drops the responder.
-    W s = Raw("\0\0\0\0"sv);
-    Keyset(s, "Mix");
-    EXPECT_TRUE(Run(kKeyset, s));
-    EXPECT_EQ(keyset->GetEmulationResponder(), nullptr);
+    // A successful refill replaces the responder by mode: none for mode 0 and
+    // any mode but 2 and 3, a new one for those, each time the only responder
+    // in the keyset's unmapper.
+    const std::pair<uint32_t, std::string> modes[] = {{0, ""},
+                                                      {2, "CVX_EmulationModeBResponder"},
+                                                      {2, "CVX_EmulationModeBResponder"},
+                                                      {3, "CVX_EmulationModeCResponder"},
+                                                      {1, ""},
+                                                      {3, "CVX_EmulationModeCResponder"},
+                                                      {0, ""}};
+    for (const auto& [mode, name] : modes) {
+        W s = Raw("\0\0\0\0"sv);
+        Keyset(s, "Mix", 16, FourCC("SIGN"), mode);
+        EXPECT_TRUE(Run(kKeyset, s));
+        CVX_EmulationResponder* now = keyset->GetEmulationResponder();
+        const auto& listed = keyset->GetMIDIUnmapper()->GetCustomMIDIActions();
+        if (name.empty()) {
+            EXPECT_EQ(now, nullptr) << mode;
+            EXPECT_TRUE(listed.empty()) << mode;
+            continue;
+        }
+        ASSERT_NE(now, nullptr) << mode;
+        char written[kVXResponderNameSize] = {};
+        now->Name(written);
+        EXPECT_EQ(written, name);
+        EXPECT_EQ(listed, std::vector<CVX_MIDIResponderMixIn*>{now});
+    }
 }
 
 TEST_F(KeysetStreamTest, FailedRecordGivesUpItsGroupAndTheNextGroupReadsOn) {

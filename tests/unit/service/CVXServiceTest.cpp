@@ -1,6 +1,7 @@
 #include "service/CVXService.h"
 
 #include "model/CVX_KeysetData.h"  // and the keyset, its records and their actions
+#include "support/MIDIKeysets.h"
 #include "support/PlatformFakes.h"
 
 namespace {
@@ -17,14 +18,6 @@ struct LoggingAction : CVX_Action {
     CEventLog& mLog;
 };
 
-// Logs "wake <name>" each time its keyset is made current.
-struct LoggingResponder : CVX_EmulationResponder {
-    LoggingResponder(CEventLog& inLog, const char* inName) : mLog(inLog), mName(inName) {}
-    void FirstMessageToHost() override { mLog.Add("wake " + mName); }
-    CEventLog& mLog;
-    std::string mName;
-};
-
 class ServiceTest : public CVXPlatformTest {
   protected:
     CVX_KeysetData* Keysets() { return mService->GetKeysetData(); }
@@ -32,7 +25,7 @@ class ServiceTest : public CVXPlatformTest {
     // A keyset for the signature, with an action of that name on button 3.
     void AddKeyset(const char (&inSig)[5]) {
         auto keyset = std::make_unique<CVX_Keyset>(inSig, FourCC(inSig));
-        keyset->SetEmulationResponder(std::make_unique<LoggingResponder>(mLog, inSig));
+        keyset->SetEmulationResponder(std::make_unique<CWakeLogger>(&mLog, inSig));
         Button(keyset.get(), 3, inSig);
         Keysets()->AddKeyset(std::move(keyset));
     }
