@@ -59,8 +59,10 @@ int CVXUserSpaceDriver::MIDISignIn() {
         VXDiagnostic("MIDIClientCreate() returned %ld\n", long{status});
         return status;
     }
-    // The current keyset woke before there were ports to speak through: an
-    // emulated surface opens its conversation again now that there are.
+    // An emulated surface opens its conversation when its keyset becomes
+    // current; the keyset current now either did so before there were ports
+    // or (the one current from the start) never did. It speaks now, where a
+    // host can hear it.
     const CVX_KeysetData* data = CVX_KeysetData::GetKeysetData();
     if (CVX_Keyset* keyset = data ? data->GetCurrentKeyset() : nullptr) keyset->Wakeup();
     return status;

@@ -1,10 +1,12 @@
-// Arbitrary host packet lists through the driver's host-MIDI read procedure,
-// answered by a keyset whose 96 channel controls and five transport buttons
-// all carry two-way MIDI actions. The first byte picks that keyset (odd) or
-// the fall-back keyset, which answers nothing; then each packet is a 12-bit
-// length and its bytes, so that lists of up to twice the driver's output
-// buffer are tried. A write never exceeds the buffer, and with nothing to
-// answer it is the packets' bytes exactly (or, when they do not fit, nothing).
+// Arbitrary host packet lists through the driver's host-MIDI read procedure.
+// The first byte picks the keyset that answers: the fall-back, which answers
+// nothing; one whose 96 channel controls and five transport buttons all carry
+// two-way MIDI actions; or a Mode B or Mode C emulation keyset (whose Mode C
+// actions keep state from one input to the next, as they do from one message
+// to the next). Then each packet is a 12-bit length and its bytes, so that
+// lists of up to twice the driver's output buffer are tried. A write never
+// exceeds the buffer, and with nothing to answer it is the packets' bytes
+// exactly (or, when they do not fit, nothing).
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -45,7 +47,7 @@ struct SWorld {
         platform.loop = &loop;
         platform.hostMIDI = &host;
         scope = std::make_unique<CVXPlatformScope>(platform);
-        service = std::make_unique<CVXService>(MIDIKeysets());
+        service = std::make_unique<CVXService>(EmulationKeysets(true));
         CVX_KeysetData* data = service->GetKeysetData();
         for (uint32_t button = 0; button < 5; ++button) {
             const SVXTemplate note = {0x90, static_cast<uint8_t>(0x30 + button), 0xFD};
@@ -68,8 +70,9 @@ struct SWorld {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static SWorld world;
     if (size == 0) return 0;
-    const bool answering = data[0] & 1;
-    world.service->GetKeysetData()->SetCurrentKeyset(answering ? 1 : 0);
+    const uint32_t keyset = data[0] & 3;  // 0 the fall-back, 1 MIDI, 2 Mode B, 3 Mode C
+    const bool answering = keyset != 0;
+    world.service->GetKeysetData()->SetCurrentKeyset(keyset);
 
     SVXMIDIPacket packets[64];
     size_t count = 0, pos = 1, total = 0;

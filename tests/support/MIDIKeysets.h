@@ -27,22 +27,27 @@ inline SVXTemplate StripTemplate(uint32_t inControl, uint32_t inChannel) {
     return {static_cast<uint8_t>(0x90 | ch), static_cast<uint8_t>(0x10 + inControl - 161), 0xFD};
 }
 
-// A full set of two keysets: "Default", without actions, and "DAW" ('DAW1'),
-// whose 96 channel controls carry one channel MIDI action each, of kind
-// inKind, with the templates of StripTemplate (3 bytes).
+// A keyset "DAW" ('DAW1') whose 96 channel controls carry one channel MIDI
+// action each, of kind inKind, with the templates of StripTemplate (3 bytes).
+inline void AppendMIDIKeyset(CVXKeysetStreamWriter& ioW, uint32_t inKind = 2) {
+    ioW.KeysetHeader("DAW", VXTag("DAW1"));
+    for (uint32_t n = kVXChannelFader; n <= kVXChannelTouchSense; ++n) {
+        ioW.StripGroupHeader(n);
+        for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
+            ioW.ChannelControl(kChannelControlNames[n - kVXChannelFader], n, channel, false, 1);
+            ioW.ChannelMIDIAction("MIDI", inKind, 3, StripTemplate(n, channel).data());
+        }
+    }
+}
+
+// A full set of two keysets: "Default", without actions, and the "DAW"
+// keyset of AppendMIDIKeyset.
 inline std::vector<uint8_t> MIDIKeysets(uint32_t inKind = 2) {
     CVXKeysetStreamWriter w;
     w.FullSetHeader(2);
     w.KeysetHeader("Default", kVXDefaultSignature);
     w.EmptyStrips();
-    w.KeysetHeader("DAW", VXTag("DAW1"));
-    for (uint32_t n = kVXChannelFader; n <= kVXChannelTouchSense; ++n) {
-        w.StripGroupHeader(n);
-        for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
-            w.ChannelControl(kChannelControlNames[n - kVXChannelFader], n, channel, false, 1);
-            w.ChannelMIDIAction("MIDI", inKind, 3, StripTemplate(n, channel).data());
-        }
-    }
+    AppendMIDIKeyset(w, inKind);
     return w.Take();
 }
 
@@ -68,26 +73,32 @@ inline std::pair<SVXEmulationTemplate, uint16_t> EmulationTemplate(uint32_t inMo
     return {{0xB0, 0xFE, ch, 0xB0, 0xFF, 0xF8}, 6};
 }
 
-// A full set of three keysets: "Default", without actions; "Mode B" ('MODB',
-// mode 2) and "Mode C" ('MODC', mode 3), whose 96 channel controls carry one
-// emulation action each, with the templates of EmulationTemplate, all
-// following host MIDI.
-inline std::vector<uint8_t> EmulationKeysets() {
-    CVXKeysetStreamWriter w;
-    w.FullSetHeader(3);
-    w.KeysetHeader("Default", kVXDefaultSignature);
-    w.EmptyStrips();
-    for (uint32_t mode : {2u, 3u}) {
-        w.KeysetHeader(mode == 2 ? "Mode B" : "Mode C", VXTag(mode == 2 ? "MODB" : "MODC"), mode);
-        for (uint32_t n = kVXChannelFader; n <= kVXChannelTouchSense; ++n) {
-            w.StripGroupHeader(n);
-            for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
-                w.ChannelControl(kChannelControlNames[n - kVXChannelFader], n, channel, false, 1);
-                const auto [message, length] = EmulationTemplate(mode, n, channel);
-                w.ChannelEmulationAction("Emulation", mode, length, message.data(), true);
-            }
+// A keyset "Mode B" ('MODB', mode 2) or "Mode C" ('MODC', mode 3) whose 96
+// channel controls carry one emulation action each, with the templates of
+// EmulationTemplate, all following host MIDI.
+inline void AppendEmulationKeyset(CVXKeysetStreamWriter& ioW, uint32_t inMode) {
+    ioW.KeysetHeader(inMode == 2 ? "Mode B" : "Mode C", VXTag(inMode == 2 ? "MODB" : "MODC"),
+                     inMode);
+    for (uint32_t n = kVXChannelFader; n <= kVXChannelTouchSense; ++n) {
+        ioW.StripGroupHeader(n);
+        for (uint32_t channel = 0; channel < kNumChannelStrips; ++channel) {
+            ioW.ChannelControl(kChannelControlNames[n - kVXChannelFader], n, channel, false, 1);
+            const auto [message, length] = EmulationTemplate(inMode, n, channel);
+            ioW.ChannelEmulationAction("Emulation", inMode, length, message.data(), true);
         }
     }
+}
+
+// Full sets: "Default" (no actions), then "Mode B" and "Mode C"; with
+// inWithMIDI the "DAW" keyset of AppendMIDIKeyset comes first of them.
+inline std::vector<uint8_t> EmulationKeysets(bool inWithMIDI = false) {
+    CVXKeysetStreamWriter w;
+    w.FullSetHeader(inWithMIDI ? 4 : 3);
+    w.KeysetHeader("Default", kVXDefaultSignature);
+    w.EmptyStrips();
+    if (inWithMIDI) AppendMIDIKeyset(w);
+    AppendEmulationKeyset(w, 2);
+    AppendEmulationKeyset(w, 3);
     return w.Take();
 }
 

@@ -162,6 +162,35 @@ TEST_F(UserSpaceDriverTest, SignsInToMIDIWithTheDriverAndOutWhenItGoes) {
               "MIDIClientCreate() returned -19\n");
 }
 
+// An emulated surface speaks first whenever its keyset becomes current, and
+// the one that is current from the start (never made current) when the ports
+// come up.
+TEST_F(UserSpaceDriverTest, EmulatedSurfaceGreetsTheHostInFrontAndWhenThePortsComeUp) {
+    const std::string query = "host F0 00 00 66 10 01 31 32 33 34 35 36 37 01 01 01 01 F7";
+    const std::string signIn =
+        "midi sign-in Velorix Series|Velorix USB MIDI Out|Velorix USB MIDI In";
+    CVXKeysetStreamWriter w;
+    w.FullSetHeader(2);
+    AppendEmulationKeyset(w, 2);  // the fall-back
+    AppendEmulationKeyset(w, 3);
+    const std::vector<uint8_t> prefs = w.Take();
+
+    auto driver = MakeDriver(prefs);
+    EXPECT_EQ(mLog.Take(), (Lines{signIn, query}));
+    mFrontApp.mSignature = FourCC("MODC");  // Mode C never opens
+    mLoop.AdvanceBy(100000);
+    EXPECT_EQ(driver->Service()->GetKeysetData()->GetCurrentKeysetIndex(), 1u);
+    mFrontApp.mSignature = FourCC("????");
+    mLoop.AdvanceBy(100000);
+    EXPECT_EQ(mLog.Take(), Lines{query});
+
+    // Without ports it has no one to speak to.
+    driver.reset();
+    mHostMIDI.mSignInStatus = -2;
+    driver = MakeDriver(prefs);
+    EXPECT_EQ(mLog.Take(), (Lines{"midi sign-out", signIn}));
+}
+
 // Host MIDI goes to the surface as one write per packet list; a list whose
 // bytes would overrun the output is refused whole.
 TEST_F(UserSpaceDriverTest, HostPacketListsBecomeOneWriteEachAndOversizedOnesAreRefused) {
