@@ -22,6 +22,8 @@
 
 #include "integration/midi/JackRig.h"
 #include "integration/support/CEmulatedFTDI.h"
+#include "model/CVXKeysetStreamWriter.h"
+#include "support/MIDIKeysets.h"
 
 extern char** environ;
 
@@ -213,6 +215,16 @@ TEST_F(VxdEndToEnd, PublishesItsPortsOnAJackServerAndCarriesMIDIBothWays) {
     CJackServer server("vx-e2e-" + std::to_string(getpid()));
     ASSERT_TRUE(server.Start());
     mJackServer = server.Name();
+    // The keyset in front when no application is known emulates a Mode B
+    // surface.
+    {
+        CVXKeysetStreamWriter w;
+        w.FullSetHeader(1);
+        AppendEmulationKeyset(w, 2);
+        const std::vector<uint8_t> prefs = w.Take();
+        std::ofstream(mHome / "velorix/VX USB Prefs", std::ios::binary | std::ios::trunc)
+            .write(reinterpret_cast<const char*>(prefs.data()), std::streamsize(prefs.size()));
+    }
     ASSERT_TRUE(mFtdi.Plug());
     Start();
     ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
@@ -242,6 +254,24 @@ TEST_F(VxdEndToEnd, PublishesItsPortsOnAJackServerAndCarriesMIDIBothWays) {
     ASSERT_TRUE(host.SendCycle({{0x90, 0x3C, 0x7F}, {0xB2, 0x46, 0x7F}}));
     ASSERT_TRUE(WaitFor([&] { return mFtdi.BulkWrites().size() > writes; }, kBringUpLimit));
     EXPECT_EQ(mFtdi.BulkWrites().back(), (Bytes{0x90, 0x3C, 0x7F, 0xB2, 0x46, 0x7F}));
+
+    // A host that speaks the emulated protocol gets its hand-shake.
+    const Bytes deviceQuery = {0xF0, 0x00, 0x00, 0x66, 0x10, 0x00, 0xF7};
+    const Bytes reply = {0xF0, 0x00, 0x00, 0x66, 0x10, 0x02, 0x31, 0x32, 0x33,
+                         0x34, 0x35, 0x36, 0x37, 0x01, 0x02, 0x03, 0x04, 0xF7};
+    ASSERT_TRUE(host.SendCycle({deviceQuery}));
+    ASSERT_TRUE(host.SendCycle({reply}));
+    received.clear();
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            for (auto& e : host.Take()) received.push_back(std::move(e.bytes));
+            return received.size() >= 2;
+        },
+        kBringUpLimit));
+    EXPECT_EQ(received, (std::vector<Bytes>{{0xF0, 0x00, 0x00, 0x66, 0x10, 0x01, 0x31, 0x32, 0x33,
+                                             0x34, 0x35, 0x36, 0x37, 0x01, 0x01, 0x01, 0x01, 0xF7},
+                                            {0xF0, 0x00, 0x00, 0x66, 0x10, 0x03, 0x31, 0x32, 0x33,
+                                             0x34, 0x35, 0x36, 0x37, 0xF7}}));
 
     // Ended, vxd takes its ports with it.
     EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
