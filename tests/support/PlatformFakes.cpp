@@ -1,6 +1,10 @@
 #include "support/PlatformFakes.h"
 
+#include <algorithm>
 #include <cstdio>
+
+#include "actions/CMIDIUnmapper.h"
+#include "model/CVX_KeysetData.h"
 
 // Each byte as " XX".
 std::string HexBytes(const uint8_t* inBytes, size_t inLength) {
@@ -11,6 +15,14 @@ std::string HexBytes(const uint8_t* inBytes, size_t inLength) {
         text += hex;
     }
     return text;
+}
+
+std::string CurrentUnmapperAnswer(const std::vector<uint8_t>& inHost) {
+    uint8_t out[256];
+    size_t length = inHost.size();
+    CMIDIUnmapper* unmapper = CVX_KeysetData::GetCurrentMIDIUnmapper();
+    if (!unmapper || !unmapper->UnmapHostMIDI(inHost.data(), out, &length, sizeof out)) return "";
+    return HexBytes(out, std::min(length, sizeof out));
 }
 
 void CRecordingHostMIDI::Send(const uint8_t* inBytes, size_t inLength) {

@@ -33,6 +33,10 @@ inline std::string FourCCText(uint32_t inCode) {
 // Each byte as " XX", as the recording fakes log them.
 std::string HexBytes(const uint8_t* inBytes, size_t inLength);
 
+// The device bytes that the current keyset's unmapper makes of one host
+// packet (room for 256 of them), as HexBytes writes them.
+std::string CurrentUnmapperAnswer(const std::vector<uint8_t>& inHost);
+
 // Key, mouse and notification lines in the formats of CVXTextPlatform.h.
 class CRecordingPoster : public CVXTextPoster {
   public:

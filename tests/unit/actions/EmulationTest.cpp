@@ -27,14 +27,7 @@ constexpr uint32_t kEMAG = kVXEMAGSignature;
 
 class EmulationTest : public CVXPlatformTest {
   protected:
-    // The current keyset's unmapper on one host message: the device bytes.
-    std::string Host(const Bytes& inHost) {
-        uint8_t out[256];
-        size_t length = inHost.size();
-        CVX_KeysetData::GetCurrentMIDIUnmapper()->UnmapHostMIDI(inHost.data(), out, &length,
-                                                                sizeof out);
-        return HexBytes(out, length);
-    }
+    std::string Host(const Bytes& inHost) { return CurrentUnmapperAnswer(inHost); }
     // Loads EmulationKeysets and makes keyset inIndex (1: Mode B, 2: Mode C) current.
     void LoadEmulationKeysets(uint32_t inIndex) {
         const std::vector<uint8_t> stream = EmulationKeysets();

@@ -37,14 +37,7 @@ class CProbeButton : public CVX_ButtonMIDIAction {
 
 class MIDIActionTest : public CVXPlatformTest {
   protected:
-    // The current keyset's unmapper on inHost: the device bytes, as logged.
-    std::string Host(const Bytes& inHost) {
-        uint8_t out[256];
-        size_t length = inHost.size();
-        CVX_KeysetData::GetCurrentMIDIUnmapper()->UnmapHostMIDI(inHost.data(), out, &length,
-                                                                sizeof out);
-        return HexBytes(out, length);
-    }
+    std::string Host(const Bytes& inHost) { return CurrentUnmapperAnswer(inHost); }
     // One host line per send, or none.
     template <class F>
     Lines Sent(F inExecute) {
