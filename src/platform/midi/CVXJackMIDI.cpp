@@ -5,6 +5,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <future>
+#include <memory>
+#include <thread>
 
 #include "platform/VXDiagnostics.h"
 #include "platform/midi/VXMIDIMessages.h"
@@ -89,6 +92,27 @@ void CVXJackMIDI::Close() {
     if (mClient) jack_client_close(mClient);
     mClient = nullptr;
     mSource = mDestination = nullptr;
+}
+
+void CVXJackMIDI::CloseAbandoned() {
+    // Once its server has gone, libjack's own thread may still hold a lock
+    // that jack_client_close waits for, and then the close never returns (seen
+    // now and then when the server is killed under load). The driver must not
+    // hang on it: the close runs on a thread of its own, and a client that has
+    // not closed after a while is left behind with that thread. No callback
+    // comes from a client whose server is gone.
+    jack_client_t* client = mClient;
+    mClient = nullptr;
+    mSource = mDestination = nullptr;
+    auto closed = std::make_shared<std::promise<void>>();
+    std::future<void> done = closed->get_future();
+    std::thread([client, closed] {
+        jack_client_close(client);
+        closed->set_value();
+    }).detach();
+    if (done.wait_for(kAbandonedCloseLimit) != std::future_status::ready) {
+        VXDiagnostic("JACK: the client of the server that went away did not close; left behind\n");
+    }
 }
 
 void CVXJackMIDI::SignOut() {
@@ -233,6 +257,6 @@ void CVXJackMIDI::Deliver() {
     // What the server delivered before it went is in; then the ports go.
     if (mServerGone && mClient) {
         VXDiagnostic("JACK server went away: MIDI ports gone\n");
-        Close();
+        CloseAbandoned();
     }
 }

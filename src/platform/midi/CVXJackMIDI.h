@@ -17,6 +17,7 @@
 #include <jack/types.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -76,6 +77,10 @@ class CVXJackMIDI final : public CVXMIDISystem {
     void Deliver();
     void ReportDrops();
     void Close();
+    // Close() for a client whose server has gone, which libjack may never
+    // finish: bounded by kAbandonedCloseLimit.
+    void CloseAbandoned();
+    static constexpr std::chrono::seconds kAbandonedCloseLimit{2};
 
     CVXEventLoop& mLoop;
     jack_client_t* mClient = nullptr;
