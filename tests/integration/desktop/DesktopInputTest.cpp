@@ -194,7 +194,10 @@ TEST_P(XTestShuttle, FastForwardHoldsControlAndItsKeyUntilTheSecondPressThenType
 
 // Speed 60 is in the third band (52 to 77, key 109); 40 in the second (101).
 INSTANTIATE_TEST_SUITE_P(Speeds, XTestShuttle,
-                         ::testing::Values(SShuttleCase{60, kXF10}, SShuttleCase{40, kXF9}));
+                         ::testing::Values(SShuttleCase{60, kXF10}, SShuttleCase{40, kXF9}),
+                         [](const auto& inInfo) {
+                             return "speed" + std::to_string(inInfo.param.speed);
+                         });
 
 // The uinput poster's events, read back from the pipes it writes to.
 class UinputPoster : public ::testing::Test {
