@@ -1,6 +1,40 @@
 #include "platform/desktop/CVXX11FrontApp.h"
 
-#include <xcb/xcb_icccm.h>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// Enough for any real WM_CLASS; a longer one is cut there.
+constexpr uint32_t kMaxClassLongs = 256;
+
+// WM_CLASS: the instance and the class, each ended by a NUL. Read by hand
+// and bounded by the property's length: another client may set anything
+// there, empty or without its NULs.
+bool ReadClass(xcb_connection_t* inConnection, xcb_window_t inWindow, std::string& outInstance,
+               std::string& outClass) {
+    xcb_get_property_reply_t* reply =
+        xcb_get_property_reply(inConnection,
+                               xcb_get_property(inConnection, 0, inWindow, XCB_ATOM_WM_CLASS,
+                                                XCB_ATOM_STRING, 0, kMaxClassLongs),
+                               nullptr);
+    if (!reply) return false;
+    const bool present = reply->type == XCB_ATOM_STRING && reply->format == 8;
+    if (present) {
+        const char* value = static_cast<const char*>(xcb_get_property_value(reply));
+        const size_t length = static_cast<size_t>(xcb_get_property_value_length(reply));
+        const size_t instanceLength = strnlen(value, length);
+        outInstance.assign(value, instanceLength);
+        if (instanceLength < length) {
+            const char* rest = value + instanceLength + 1;
+            outClass.assign(rest, strnlen(rest, length - instanceLength - 1));
+        }
+    }
+    std::free(reply);
+    return present;
+}
+
+}  // namespace
 
 CVXX11FrontApp::CVXX11FrontApp(CVXXDisplay& inDisplay, const CVXApplicationMap& inMap)
     : mDisplay(inDisplay), mMap(inMap) {
@@ -61,13 +95,7 @@ void CVXX11FrontApp::Refresh() {
     focus.known = known;
     if (known) {
         focus.window = window;
-        xcb_icccm_get_wm_class_reply_t wmClass;
-        if (xcb_icccm_get_wm_class_reply(c, xcb_icccm_get_wm_class(c, window), &wmClass, nullptr)) {
-            focus.hasClass = true;
-            focus.instance = wmClass.instance_name ? wmClass.instance_name : "";
-            focus.wmClass = wmClass.class_name ? wmClass.class_name : "";
-            xcb_icccm_get_wm_class_reply_wipe(&wmClass);
-        }
+        focus.hasClass = ReadClass(c, window, focus.instance, focus.wmClass);
         // A window without WM_CLASS has no names: an application without an
         // entry.
         focus.signature = mMap.SignatureFor(focus.wmClass, focus.instance);

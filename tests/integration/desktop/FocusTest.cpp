@@ -121,6 +121,19 @@ TEST_F(FocusFollowing, TheKeysetFollowsTheActiveWindowsClass) {
     ASSERT_TRUE(Focus(bare));
     EXPECT_FALSE(mTracker->Focus().hasClass);
     EXPECT_EQ(Current(), kDefault);
+    // Malformed ones, as any client may set: one name without its NUL (the
+    // instance alone), and an empty property.
+    const Window oneName = mStandIn->NewWindow(nullptr, nullptr);
+    mStandIn->SetRawClass(oneName, "Daw-App");
+    ASSERT_TRUE(Focus(oneName));
+    EXPECT_EQ(mTracker->Focus().instance, "Daw-App");
+    EXPECT_EQ(mTracker->Focus().wmClass, "");
+    EXPECT_EQ(Current(), kDAW);
+    const Window empty = mStandIn->NewWindow(nullptr, nullptr);
+    mStandIn->SetRawClass(empty, "");
+    ASSERT_TRUE(Focus(empty));
+    EXPECT_TRUE(mTracker->Focus().hasClass);
+    EXPECT_EQ(Current(), kDefault);
 
     // The same window named again (as window managers do) is no change: of
     // the three notifications below only the last one counts.

@@ -204,6 +204,13 @@ class CXWindowManagerStandIn {
         XSync(mDisplay, False);
         return window;
     }
+    // WM_CLASS exactly as inBytes, NULs or none.
+    void SetRawClass(Window inWindow, const std::string& inBytes) {
+        XChangeProperty(mDisplay, inWindow, XA_WM_CLASS, XA_STRING, 8, PropModeReplace,
+                        reinterpret_cast<const unsigned char*>(inBytes.data()),
+                        static_cast<int>(inBytes.size()));
+        XSync(mDisplay, False);
+    }
     // Sets _NET_ACTIVE_WINDOW on the root window (None included).
     void Activate(Window inWindow) {
         const long value = static_cast<long>(inWindow);
