@@ -41,6 +41,10 @@ int RunDriver() {
     sigaddset(&termination, SIGINT);
     sigaddset(&termination, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &termination, nullptr);
+    // A write to a peer that went away (the X server's socket, written by
+    // xcb with plain writev) fails with EPIPE instead of ending the daemon;
+    // the connection then reports itself broken and vxd runs on.
+    std::signal(SIGPIPE, SIG_IGN);
 
     CVXSdEventLoop loop;
     if (!loop.Valid()) return -1;
