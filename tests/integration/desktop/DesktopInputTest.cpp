@@ -177,6 +177,9 @@ TEST_F(XTestActions, AMouseActionHoldsShiftAndTheButtonAtItsPointUntilTheRelease
 struct SShuttleCase {
     uint16_t speed;
     int keycode;
+    friend void PrintTo(const SShuttleCase& inCase, std::ostream* outTo) {
+        *outTo << "speed " << inCase.speed << ", X keycode " << inCase.keycode;
+    }
 };
 
 class XTestShuttle : public XTestActions, public ::testing::WithParamInterface<SShuttleCase> {};
