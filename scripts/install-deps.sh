@@ -12,6 +12,11 @@ packages=(
     umockdev libumockdev-dev libglib2.0-dev   # the emulated USB device of the integration tests
     libasound2-dev libjack-jackd2-dev         # MIDI backends: ALSA sequencer, JACK
     jackd2                                    # the private JACK server of the MIDI tests and benchmark
+    libxcb1-dev libxcb-xtest0-dev             # desktop: key and mouse input through XTest on xcb
+    libxcb-ewmh-dev                           # desktop: the focused window (_NET_ACTIVE_WINDOW)
+    libevdev-dev                              # desktop: uinput devices, and the key table's names
+    xvfb libx11-dev libxi-dev                 # the desktop tests' X server and their XInput2 observer
+    matchbox-window-manager                   # a real window manager that sets the focus in the tests
 )
 
 missing=()

@@ -12,6 +12,7 @@
 #include "driver/CVXUserSpaceDriver.h"
 #include "platform/SVXPlatform.h"
 #include "platform/VXDiagnostics.h"
+#include "platform/desktop/VXDesktop.h"
 #include "platform/loop/CVXSdEventLoop.h"
 #include "platform/midi/VXMIDISystems.h"
 #include "platform/usb/CVXLibUSBHost.h"
@@ -40,6 +41,10 @@ int RunDriver() {
     sigaddset(&termination, SIGINT);
     sigaddset(&termination, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &termination, nullptr);
+    // A write to a peer that went away (the X server's socket, written by
+    // xcb with plain writev) fails with EPIPE instead of ending the daemon;
+    // the connection then reports itself broken and vxd runs on.
+    std::signal(SIGPIPE, SIG_IGN);
 
     CVXSdEventLoop loop;
     if (!loop.Valid()) return -1;
@@ -49,11 +54,16 @@ int RunDriver() {
     // The MIDI system's threads (JACK's) start with the termination signals
     // blocked too. None on this machine: the driver says so and runs on.
     std::unique_ptr<CVXMIDISystem> midi = VXOpenMIDISystem(loop);
+    // Key and mouse input and the focus, from what the desktop offers.
+    SVXDesktop desktop = VXOpenDesktop(loop);
 
     // Actions made while the keysets load may already look at the context,
     // so the loop and the way to host applications are installed before the
     // driver is built, and the driver as the device writer once it exists.
-    SVXPlatform platform{.loop = &loop, .hostMIDI = midi.get()};
+    SVXPlatform platform{.loop = &loop,
+                         .poster = desktop.Poster(),
+                         .frontApp = desktop.FrontApp(),
+                         .hostMIDI = midi.get()};
     CVXPlatformScope loopScope(platform);
     int status = 0;
     {

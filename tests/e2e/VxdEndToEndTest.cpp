@@ -10,8 +10,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -20,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "integration/desktop/XRig.h"
 #include "integration/midi/JackRig.h"
 #include "integration/support/CEmulatedFTDI.h"
 #include "model/CVXKeysetStreamWriter.h"
@@ -85,6 +89,9 @@ class VxdEndToEnd : public ::testing::Test {
         });
         env.push_back("JACK_DEFAULT_SERVER=" + mJackServer);
         env.push_back("JACK_NO_START_SERVER=1");
+        // The X display the child may open is the test's own Xvfb, or none.
+        std::erase_if(env, [](const std::string& e) { return e.rfind("DISPLAY=", 0) == 0; });
+        if (!mXDisplay.empty()) env.push_back("DISPLAY=" + mXDisplay);
         if (std::string(VX_ASAN_RUNTIME).empty()) {
             inCommand.insert(inCommand.begin(), VX_UMOCKDEV_WRAPPER);
         } else {
@@ -155,6 +162,7 @@ class VxdEndToEnd : public ::testing::Test {
     CEmulatedFTDI mFtdi;  // before any libusb starts, in this process or the child
     fs::path mHome;
     std::string mJackServer = NoJackServer();
+    std::string mXDisplay;  // none unless a test starts one
     pid_t mPid = 0;
 };
 
@@ -162,9 +170,24 @@ class VxdEndToEnd : public ::testing::Test {
 // kernel has one (under umockdev's preload the child sees the same /dev as
 // this test), else none, since no JACK server answers it but the test's own;
 // without ports, the driver's sign-in failure.
+// Then its desktop: without a display, uinput where it opens (this test runs
+// as a user who may open it), else nothing, said with the reason.
+std::string DesktopLinesWithoutDisplay() {
+    const int fd = open("/dev/uinput", O_RDWR | O_CLOEXEC);
+    if (fd >= 0) {
+        close(fd);
+        return "Desktop: input uinput, focus none\n";
+    }
+    return std::string("uinput: cannot open /dev/uinput (") + std::strerror(errno) +
+           "): key and mouse actions reach nothing. Access comes from a udev rule such as "
+           "KERNEL==\"uinput\", TAG+=\"uaccess\" (or the group that owns /dev/uinput); the "
+           "device needs the uinput module.\n"
+           "Desktop: input none, focus none\n";
+}
 const std::string kStartUpLines = access("/dev/snd/seq", F_OK) == 0
-                                      ? "MIDI system: ALSA\n"
-                                      : "MIDI system: none\nMIDIClientCreate() returned -19\n";
+                                      ? "MIDI system: ALSA\n" + DesktopLinesWithoutDisplay()
+                                      : "MIDI system: none\n" + DesktopLinesWithoutDisplay() +
+                                            "MIDIClientCreate() returned -19\n";
 
 constexpr std::chrono::seconds kBringUpLimit{10};  // generous: a loaded machine, sanitizers
 
@@ -276,7 +299,109 @@ TEST_F(VxdEndToEnd, PublishesItsPortsOnAJackServerAndCarriesMIDIBothWays) {
     // Ended, vxd takes its ports with it.
     EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
     EXPECT_EQ(host.Ports("^Velorix Series:"), std::vector<std::string>{});
-    EXPECT_EQ(Log(), "MIDI system: JACK\n");
+    EXPECT_EQ(Log(), "MIDI system: JACK\n" + DesktopLinesWithoutDisplay());
+}
+
+// On an X server vxd takes XTest and the focus, and the keyset follows the
+// window the window manager makes active: the Mixer keyset's Mute buttons
+// send MIDI to the host, the DAW keyset's only notify their application.
+TEST_F(VxdEndToEnd, TheKeysetFollowsTheFocusedWindowOnAnXServer) {
+    if (access("/dev/snd/seq", F_OK) == 0) GTEST_SKIP() << "vxd takes this kernel's sequencer";
+    CXvfb x;
+    ASSERT_TRUE(x.Start());
+    mXDisplay = x.Name();
+    auto wm = std::make_unique<CXWindowManagerStandIn>(x.Name());
+    ASSERT_TRUE(wm->Valid());
+    std::ofstream(mHome / "velorix/applications") << "mixer-app MIX1\ndaw-app DAW1\n";
+    CJackServer server("vx-e2e-x-" + std::to_string(getpid()));
+    ASSERT_TRUE(server.Start());
+    mJackServer = server.Name();
+    ASSERT_TRUE(mFtdi.Plug());
+    Start();
+    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
+    CJackPeer host;
+    ASSERT_TRUE(host.Open());
+    ASSERT_TRUE(WaitFor([&] { return host.Ports("^Velorix Series:").size() == 2; }, kBringUpLimit));
+    ASSERT_TRUE(
+        host.Connect("Velorix Series:Velorix USB MIDI Out", "Velorix Series:Velorix USB MIDI In"));
+
+    // Mute of strip 0 pressed and released, until the host hears of it (or
+    // until it stops hearing of it): vxd takes the focus change in its own
+    // time, and nothing outside it tells when.
+    auto hostHearsMute = [&] {
+        mFtdi.QueueInput({0xB0, 0x46, 0x7F, 0xB0, 0x46, 0x00});
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        for (const auto& e : host.Take()) {
+            if (e.bytes == Bytes{0x90, 0x10, 0x7F}) return true;
+        }
+        return false;
+    };
+    auto eventually = [](const std::function<bool()>& inCheck) {
+        for (int attempt = 0; attempt < 40; ++attempt) {
+            if (inCheck()) return true;
+        }
+        return false;
+    };
+    wm->Activate(wm->NewWindow("mixer", "Mixer-App"));
+    EXPECT_TRUE(eventually(hostHearsMute)) << "the Mixer keyset never became current";
+    wm->Activate(wm->NewWindow("daw", "Daw-App"));
+    EXPECT_TRUE(eventually([&] { return !hostHearsMute(); }))
+        << "the DAW keyset never became current";
+    EXPECT_FALSE(hostHearsMute());
+
+    // The X server going away is said once; vxd runs on without a desktop.
+    wm.reset();  // Xlib ends a process whose server is gone
+    x.Stop();
+    const std::string lost = "X display: connection lost; key, mouse and focus go nowhere now\n";
+    EXPECT_TRUE(WaitFor([&] { return Log().find(lost) != std::string::npos; }, kBringUpLimit));
+    EXPECT_FALSE(hostHearsMute());
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
+    EXPECT_EQ(Log(), "MIDI system: JACK\nDesktop: input XTest, focus X11\n" + lost);
+}
+
+// vxctl focus prints the focus as it is, then each change, with the
+// signature the applications file gives it.
+TEST_F(VxdEndToEnd, VxctlFocusPrintsEachFocusedWindowAndItsSignature) {
+    CXvfb x;
+    ASSERT_TRUE(x.Start());
+    mXDisplay = x.Name();
+    CXWindowManagerStandIn wm(x.Name());
+    ASSERT_TRUE(wm.Valid());
+    std::ofstream(mHome / "velorix/applications") << "Mixer-App MIX1\n";
+    const Window mixer = wm.NewWindow("mixer", "Mixer-App");
+    const Window gedit = wm.NewWindow("gedit", "Gedit");
+    const Window bare = wm.NewWindow(nullptr, nullptr);
+    wm.Activate(mixer);
+    const pid_t pid = Spawn({VXCTL_PATH, "focus", "--count", "3"});
+    ASSERT_GT(pid, 0);
+    // Each change is waited for: the tracker reads the property when told
+    // it changed, so two quick changes may show as the last one alone.
+    auto lines = [&] {
+        const std::string log = Log();
+        return std::count(log.begin(), log.end(), '\n');
+    };
+    ASSERT_TRUE(WaitFor([&] { return lines() == 1; }, kBringUpLimit));
+    wm.Activate(mixer);  // a repeat: not a change
+    wm.Activate(gedit);
+    ASSERT_TRUE(WaitFor([&] { return lines() == 2; }, kBringUpLimit));
+    wm.Activate(bare);
+    int status = -1;
+    ASSERT_TRUE(WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, kBringUpLimit));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    char id[3][16];
+    const Window windows[3] = {mixer, gedit, bare};
+    for (int i = 0; i < 3; ++i) std::snprintf(id[i], sizeof id[i], "0x%08lx", windows[i]);
+    const std::string path = (mHome / "velorix/applications").string();
+    EXPECT_EQ(Log(), std::string("window ") + id[0] +
+                         " class \"Mixer-App\" instance \"mixer\" -> MIX1\n"
+                         "window " +
+                         id[1] +
+                         " class \"Gedit\" instance \"gedit\" -> ???? (no "
+                         "entry in " +
+                         path +
+                         ")\n"
+                         "window " +
+                         id[2] + " without WM_CLASS -> ????\n");
 }
 
 // vxctl devices names each plugged-in device of the listed identities and

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "DecodeCommand.h"
+#include "DesktopCommand.h"
 #include "DevicesCommand.h"
 #include "KeysetCommand.h"
 #include "MidiCommand.h"
@@ -21,7 +22,11 @@ int Usage() {
                  "  keyset example FILE\n"
                  "      write a small keyset file to start from\n"
                  "  midi\n"
-                 "      list the MIDI systems here, the one vxd would use and its ports\n";
+                 "      list the MIDI systems here, the one vxd would use and its ports\n"
+                 "  focus [--count N]\n"
+                 "      follow the X11 focus: each window's class, instance and signature\n"
+                 "  keys\n"
+                 "      print the key table: virtual key code, evdev name, X keycode\n";
     return 2;
 }
 }  // namespace
@@ -34,6 +39,8 @@ int main(int argc, char** argv) {
     if (command == "keyset") return vxctl::RunKeyset(args);
     if (command == "devices") return vxctl::RunDevices(args);
     if (command == "midi") return vxctl::RunMidi(args);
+    if (command == "focus") return vxctl::RunFocus(args);
+    if (command == "keys") return vxctl::RunKeys(args);
     if (command == "-h" || command == "--help" || command == "help") {
         Usage();
         return 0;
