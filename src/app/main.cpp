@@ -10,11 +10,14 @@
 #include <cstring>
 
 #include "driver/CVXUserSpaceDriver.h"
+#include "platform/CVXFedFrontApp.h"
 #include "platform/SVXPlatform.h"
 #include "platform/VXDiagnostics.h"
+#include "platform/bus/CVXBusObject.h"
 #include "platform/loop/CVXSdEventLoop.h"
 #include "platform/midi/VXMIDISystems.h"
 #include "platform/usb/CVXLibUSBHost.h"
+#include "service/CVXApplicationMap.h"
 
 namespace {
 
@@ -54,6 +57,19 @@ int RunDriver() {
     // so the loop and the way to host applications are installed before the
     // driver is built, and the driver as the device writer once it exists.
     SVXPlatform platform{.loop = &loop, .hostMIDI = midi.get()};
+
+    // The editor's commands and what actions tell applications travel on the
+    // session bus, where a focus helper may also say which application is in
+    // front. Without a session bus the driver says so and runs on.
+    CVXApplicationMap applications;
+    applications.Load(CVXApplicationMap::DefaultPath());
+    CVXFedFrontApp focus(platform.frontApp, &applications);
+    platform.frontApp = &focus;
+    CVXBusObject bus(loop, &focus);
+    if (bus.Open() == 0) {
+        platform.notifier = &bus;
+        platform.monitor = &bus;
+    }
     CVXPlatformScope loopScope(platform);
     int status = 0;
     {

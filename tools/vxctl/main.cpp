@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "BusCommands.h"
 #include "DecodeCommand.h"
 #include "DevicesCommand.h"
 #include "KeysetCommand.h"
@@ -21,7 +22,9 @@ int Usage() {
                  "  keyset example FILE\n"
                  "      write a small keyset file to start from\n"
                  "  midi\n"
-                 "      list the MIDI systems here, the one vxd would use and its ports\n";
+                 "      list the MIDI systems here, the one vxd would use and its ports\n"
+                 "commands to a running vxd (on the session bus):\n"
+              << vxctl::BusUsage();
     return 2;
 }
 }  // namespace
@@ -31,7 +34,11 @@ int main(int argc, char** argv) {
     std::string command = argv[1];
     std::vector<std::string> args(argv + 2, argv + argc);
     if (command == "decode") return vxctl::RunDecode(args);
+    if (command == "keyset" && !args.empty() &&
+        (args[0] == "add" || args[0] == "replace" || args[0] == "delete"))
+        return vxctl::RunBusCommand(command, args);
     if (command == "keyset") return vxctl::RunKeyset(args);
+    if (vxctl::IsBusCommand(command)) return vxctl::RunBusCommand(command, args);
     if (command == "devices") return vxctl::RunDevices(args);
     if (command == "midi") return vxctl::RunMidi(args);
     if (command == "-h" || command == "--help" || command == "help") {
