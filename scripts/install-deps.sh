@@ -12,6 +12,7 @@ packages=(
     umockdev libumockdev-dev libglib2.0-dev   # the emulated USB device of the integration tests
     libasound2-dev libjack-jackd2-dev         # MIDI backends: ALSA sequencer, JACK
     jackd2                                    # the private JACK server of the MIDI tests and benchmark
+    dbus-daemon                               # the private session bus of the D-Bus and end-to-end tests
 )
 
 missing=()
