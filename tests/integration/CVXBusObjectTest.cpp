@@ -60,6 +60,11 @@ Bytes KeysetRecord(const char* inName, uint32_t inSignature) {
     return w.Take();
 }
 
+// A file name of this process's own: ctest runs tests in parallel processes.
+std::string Scratch(const std::string& inName) {
+    return ::testing::TempDir() + "vx-bus-" + std::to_string(getpid()) + "-" + inName;
+}
+
 std::string ReadFile(const std::string& inPath) {
     std::ifstream in(inPath);
     std::stringstream text;
@@ -73,6 +78,11 @@ class BusObjectTest : public ::testing::Test {
     static void TearDownTestSuite() {
         delete sDaemon;
         sDaemon = nullptr;
+        const std::string prefix = "vx-bus-" + std::to_string(getpid()) + "-";
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::directory_iterator(::testing::TempDir(), ignored))
+            if (entry.path().filename().string().rfind(prefix, 0) == 0)
+                std::filesystem::remove(entry.path(), ignored);
     }
 
     void SetUp() override {
@@ -132,7 +142,7 @@ class BusObjectTest : public ::testing::Test {
     // vxctl with inArgs, to its end: exit status, and what it printed.
     int Vxctl(std::vector<std::string> inArgs, std::string* outOutput = nullptr,
               const char* inBusAddress = nullptr) {
-        const std::string log = ::testing::TempDir() + "vxctl-bus.log";
+        const std::string log = Scratch("vxctl.log");
         pid_t pid = SpawnVxctl(std::move(inArgs), log, inBusAddress);
         int status = -1;
         EXPECT_TRUE(RunUntil([&] { return waitpid(pid, &status, WNOHANG) == pid; }));
@@ -410,7 +420,7 @@ TEST_F(BusObjectTest, TheLiveInterfaceIsTheShippedDescription) {
 
 TEST_F(BusObjectTest, VxctlSubcommandsDriveTheSurfaceAndTheKeysets) {
     mHandlers->UpdateStatus(kDeviceStatus);
-    const std::string dir = ::testing::TempDir();
+    const std::string dir = Scratch("");
     {
         std::ofstream(dir + "one.keyset", std::ios::binary)
             .write(reinterpret_cast<const char*>(KeysetRecord("Mixer", VXTag("MIX1")).data()),
@@ -475,7 +485,7 @@ TEST_F(BusObjectTest, VxctlSubcommandsDriveTheSurfaceAndTheKeysets) {
 }
 
 TEST_F(BusObjectTest, VxctlMonitorPrintsEventsInDecodesWords) {
-    const std::string log = ::testing::TempDir() + "vxctl-monitor.log";
+    const std::string log = Scratch("monitor.log");
     const pid_t pid = SpawnVxctl({"monitor"}, log);
     ASSERT_GT(pid, 0);
     // Until the monitor has subscribed, what is emitted reaches nobody: a
