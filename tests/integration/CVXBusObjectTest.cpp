@@ -527,6 +527,15 @@ TEST_F(BusWithoutDriverTest, VxctlNamesTheCauseWhenNoDriverOrNoBusAnswers) {
     EXPECT_EQ(Vxctl({"focus-feed", "ardour"}, &output), 1);
     EXPECT_EQ(output,
               "vxctl focus-feed: vxd is not running (no org.velorix.Driver on the session bus)\n");
+    // The monitor waits for a driver to come, and says so.
+    const std::string log = Scratch("monitor-waits.log");
+    const pid_t monitor = SpawnVxctl({"monitor"}, log);
+    EXPECT_TRUE(RunUntil([&] { return ReadFile(log).find('\n') != std::string::npos; }));
+    kill(monitor, SIGTERM);
+    waitpid(monitor, nullptr, 0);
+    EXPECT_EQ(ReadFile(log),
+              "vxctl monitor: vxd is not running (no org.velorix.Driver on the "
+              "session bus); waiting for it\n");
     EXPECT_EQ(Vxctl({"fader", "0", "0"}, &output, "unix:path=/nonexistent/bus"), 1);
     EXPECT_EQ(output, "vxctl fader: no session bus (No such file or directory)\n");
 

@@ -302,6 +302,11 @@ int RunMonitor(const std::vector<std::string>& inArgs) {
         ++seen;
     });
     if (r < 0) return Fail("monitor", client.Error());
+    // Events come from whichever vxd takes the name, now or later.
+    if (client.DriverOnBus() == 0) {
+        std::cerr << "vxctl monitor: vxd is not running (no org.velorix.Driver on the session "
+                     "bus); waiting for it\n";
+    }
     while (!count || seen < *count) {
         if (int w = client.Wait(UINT64_MAX); w < 0)
             return Fail("monitor", std::string("the session bus went away"));

@@ -75,6 +75,21 @@ int CVXBusClient::SetFrontApplication(const std::string& inApplication) {
     return r < 0 ? r : 0;
 }
 
+int CVXBusClient::DriverOnBus() {
+    if (int r = Connect(); r < 0) return r;
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* reply = nullptr;
+    int owned = 0;
+    int r = sd_bus_call_method(mBus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                               "org.freedesktop.DBus", "NameHasOwner", &error, &reply, "s",
+                               CVXBusObject::kBusName);
+    if (r >= 0) r = sd_bus_message_read(reply, "b", &owned);
+    if (r < 0) Fail(r, &error);
+    sd_bus_error_free(&error);
+    sd_bus_message_unref(reply);
+    return r < 0 ? r : owned != 0;
+}
+
 int CVXBusClient::Subscribe(SignalFn inHandler) {
     if (int r = Connect(); r < 0) return r;
     mHandler = std::move(inHandler);

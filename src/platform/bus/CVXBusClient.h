@@ -41,6 +41,9 @@ class CVXBusClient {
     // The same with the event ID as a string of any length.
     int Event(const std::string& inEventID, const VXAEParams& inParams, VXAEParams& outReply);
     int SetFrontApplication(const std::string& inApplication);
+    // Whether a driver holds its name on the bus now; 0 (no) or 1, or a
+    // negative errno.
+    int DriverOnBus();
 
     // Subscribes to the driver's two signals; each goes to inHandler while
     // Process() or Wait() runs. 0 or a negative errno.
