@@ -14,7 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -407,11 +406,22 @@ TEST_F(BusObjectTest, TheLiveInterfaceIsTheShippedDescription) {
         const size_t end = inXML.find("</interface>", start);
         if (start == std::string::npos || end == std::string::npos) return Lines{};
         const std::string block = inXML.substr(start, end - start);
-        static const std::regex item(
-            R"re(<(method|signal) name="(\w+)"|<arg type="([^"]+)" name="(\w+)"( direction="(in|out)")?)re");
+        auto attribute = [](const std::string& inTag, const std::string& inName) {
+            const std::string key = " " + inName + "=\"";
+            size_t at = inTag.find(key);
+            if (at == std::string::npos) return std::string();
+            at += key.size();
+            return inTag.substr(at, inTag.find('"', at) - at);
+        };
         Lines found;
-        for (std::sregex_iterator it(block.begin(), block.end(), item), e; it != e; ++it)
-            found.push_back(it->str(1) + it->str(2) + it->str(3) + it->str(4) + it->str(6));
+        for (size_t at = block.find('<', 1); at != std::string::npos;
+             at = block.find('<', at + 1)) {
+            const std::string tag = block.substr(at, block.find('>', at) - at);
+            const std::string kind = tag.substr(1, tag.find(' ') - 1);
+            if (kind == "method" || kind == "signal" || kind == "arg")
+                found.push_back(kind + " " + attribute(tag, "name") + " " + attribute(tag, "type") +
+                                " " + attribute(tag, "direction"));
+        }
         return found;
     };
     EXPECT_EQ(members(live), members(shipped));
