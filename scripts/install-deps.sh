@@ -17,6 +17,7 @@ packages=(
     libevdev-dev                              # desktop: uinput devices, and the key table's names
     xvfb libx11-dev libxi-dev                 # the desktop tests' X server and their XInput2 observer
     matchbox-window-manager                   # a real window manager that sets the focus in the tests
+    dbus-daemon                               # the private session bus of the D-Bus and end-to-end tests
 )
 
 missing=()

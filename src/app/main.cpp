@@ -10,8 +10,10 @@
 #include <cstring>
 
 #include "driver/CVXUserSpaceDriver.h"
+#include "platform/CVXFedFrontApp.h"
 #include "platform/SVXPlatform.h"
 #include "platform/VXDiagnostics.h"
+#include "platform/bus/CVXBusObject.h"
 #include "platform/desktop/VXDesktop.h"
 #include "platform/loop/CVXSdEventLoop.h"
 #include "platform/midi/VXMIDISystems.h"
@@ -60,10 +62,20 @@ int RunDriver() {
     // Actions made while the keysets load may already look at the context,
     // so the loop and the way to host applications are installed before the
     // driver is built, and the driver as the device writer once it exists.
-    SVXPlatform platform{.loop = &loop,
-                         .poster = desktop.Poster(),
-                         .frontApp = desktop.FrontApp(),
-                         .hostMIDI = midi.get()};
+    SVXPlatform platform{.loop = &loop, .poster = desktop.Poster(), .hostMIDI = midi.get()};
+
+    // The editor's commands and what actions tell applications travel on the
+    // session bus, where a focus helper may also say which application is in
+    // front; once it does, it takes the place of the X11 tracker. Both map
+    // applications through the same file. Without a session bus the driver
+    // says so and runs on.
+    CVXFedFrontApp focus(desktop.FrontApp(), &desktop.applications->Map());
+    platform.frontApp = &focus;
+    CVXBusObject bus(loop, &focus);
+    if (bus.Open() == 0) {
+        platform.notifier = &bus;
+        platform.monitor = &bus;
+    }
     CVXPlatformScope loopScope(platform);
     int status = 0;
     {

@@ -18,10 +18,15 @@ CVXUserSpaceDriver::CVXUserSpaceDriver(CVXUSBHost* inUSB, CVXEventLoop* inLoop,
                                        std::optional<std::vector<uint8_t>> inPrefs)
     : mLink(inUSB,
             [this](const uint8_t* inData, size_t inLength) { ProcessVXData(inData, inLength); }),
+      mAEHandlers(this),
       mParser(nullptr, inMIDI),
       mMIDI(inMIDI),
       mLoop(inLoop) {
     sSelf = this;
+    mAEHandlers.Install();
+    mLink.SetStatusHandler([this](const uint32_t* inValues, size_t inCount) {
+        if (inCount >= VX_AE_Handlers::kNumStatusWords) mAEHandlers.UpdateStatus(inValues);
+    });
     // Surfaces already plugged in are brought up right here. Their first reads
     // complete on the loop only later, when the service below is in place.
     mLink.RegisterHotplug();
@@ -35,8 +40,10 @@ CVXUserSpaceDriver::CVXUserSpaceDriver(CVXUSBHost* inUSB, CVXEventLoop* inLoop,
 CVXUserSpaceDriver::CVXUserSpaceDriver(CVXRecordSink* inService, CVXHostMIDIOut* inHost)
     : mLink(nullptr,
             [this](const uint8_t* inData, size_t inLength) { ProcessVXData(inData, inLength); }),
+      mAEHandlers(this),
       mParser(inService, inHost) {
     sSelf = this;
+    mAEHandlers.Install();
 }
 
 CVXUserSpaceDriver::~CVXUserSpaceDriver() {

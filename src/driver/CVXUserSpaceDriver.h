@@ -13,6 +13,7 @@
 
 #include "driver/CVXDeviceLink.h"
 #include "driver/CVXInputParser.h"
+#include "output/VX_AE_Handlers.h"
 #include "platform/CVXDeviceWriter.h"
 #include "platform/CVXEventLoop.h"
 #include "platform/CVXHostMIDIIn.h"
@@ -62,6 +63,7 @@ class CVXUserSpaceDriver : public CVXDeviceWriter, public CVXHostMIDIIn {
     CVXInputParser& Parser() { return mParser; }
     CVXDeviceLink& Link() { return mLink; }
     CVXService* Service() const { return mService.get(); }
+    VX_AE_Handlers& AEHandlers() { return mAEHandlers; }
 
     static constexpr double kOneTenthOfASecond = 0.1;
     static constexpr double kOneHundredthOfASecond = 0.01;
@@ -76,6 +78,9 @@ class CVXUserSpaceDriver : public CVXDeviceWriter, public CVXHostMIDIIn {
     static CVXUserSpaceDriver* sSelf;
 
     CVXDeviceLink mLink;
+    // The editor's commands write through this driver and get the device
+    // status from the link.
+    VX_AE_Handlers mAEHandlers;
     CVXInputParser mParser;
     std::unique_ptr<CVXService> mService;
     CVXMIDISystem* mMIDI = nullptr;

@@ -16,6 +16,7 @@ class CVXAppNotifier;
 class CVXFrontAppSource;
 class CVXHostMIDIOut;
 class CVXDeviceWriter;
+class CVXControlMonitor;
 
 struct SVXPlatform {
     CVXEventLoop* loop = nullptr;
@@ -24,6 +25,7 @@ struct SVXPlatform {
     CVXFrontAppSource* frontApp = nullptr;
     CVXHostMIDIOut* hostMIDI = nullptr;
     CVXDeviceWriter* device = nullptr;
+    CVXControlMonitor* monitor = nullptr;
 
     // The installed context; a context with every member null until one is.
     static const SVXPlatform& Get();

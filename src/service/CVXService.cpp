@@ -7,6 +7,7 @@
 #include "model/UStreamReader.h"
 #include "model/UVX_ControlClass.h"
 #include "model/VXPrefs.h"
+#include "platform/CVXControlMonitor.h"
 #include "platform/CVXFrontAppSource.h"
 #include "platform/CVXHostMIDIOut.h"
 #include "platform/SVXPlatform.h"
@@ -130,6 +131,8 @@ void CVXService::Service(const uint8_t* record) {
     uint8_t channel = 0;
     int16_t value = 0;
     if (GetControlStatus(reinterpret_cast<const int8_t*>(record), &control, &channel, &value)) {
+        if (CVXControlMonitor* monitor = SVXPlatform::Get().monitor)
+            monitor->ControlEvent(control, channel, value);
         if (!mKeysetData) return;
         CVX_Keyset* keyset = mKeysetData->GetKeysetAt(mKeysetData->GetCurrentKeysetIndex());
         if (!keyset) return;

@@ -8,7 +8,8 @@ if(NOT rc EQUAL 0)
     message(FATAL_ERROR "cmake --install failed with ${rc}")
 endif()
 foreach(f usr/bin/vxd usr/bin/vxctl usr/lib/udev/rules.d/70-velorix-surface.rules
-          usr/lib/systemd/user/vxd.service)
+          usr/lib/systemd/user/vxd.service usr/share/dbus-1/services/org.velorix.Driver.service
+          usr/share/dbus-1/interfaces/org.velorix.Driver1.xml)
     if(NOT EXISTS ${root}/${f})
         message(FATAL_ERROR "/${f} was not installed")
     endif()
@@ -16,6 +17,12 @@ endforeach()
 file(STRINGS ${root}/usr/lib/systemd/user/vxd.service exec REGEX "^ExecStart=")
 if(NOT exec STREQUAL "ExecStart=/usr/bin/vxd")
     message(FATAL_ERROR "the unit says '${exec}'")
+endif()
+# The bus starts the installed vxd, through the user unit where systemd runs.
+file(STRINGS ${root}/usr/share/dbus-1/services/org.velorix.Driver.service activation
+     REGEX "^(Exec|SystemdService)=")
+if(NOT activation STREQUAL "Exec=/usr/bin/vxd;SystemdService=vxd.service")
+    message(FATAL_ERROR "the D-Bus service file says '${activation}'")
 endif()
 # Each of the three identities gets uaccess, and nothing else is granted.
 file(STRINGS ${root}/usr/lib/udev/rules.d/70-velorix-surface.rules rules REGEX "^SUBSYSTEM")

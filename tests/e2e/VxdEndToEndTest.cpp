@@ -23,6 +23,11 @@
 #include <thread>
 #include <vector>
 
+// Before Xlib (through XRig.h), whose macro Status would rename a member of
+// the editor's handlers.
+#include "integration/DBusRig.h"
+#include "platform/bus/CVXBusClient.h"
+
 #include "integration/desktop/XRig.h"
 #include "integration/midi/JackRig.h"
 #include "integration/support/CEmulatedFTDI.h"
@@ -73,14 +78,16 @@ class VxdEndToEnd : public ::testing::Test {
     void Start() { mPid = Spawn({VXD_PATH}); }
 
     // inCommand under umockdev's preload, output to the log file.
-    pid_t Spawn(std::vector<std::string> inCommand) const {
+    pid_t Spawn(std::vector<std::string> inCommand, const std::string& inOutput = "") const {
         std::vector<std::string> env;
         for (char** e = environ; *e; ++e) {
             const std::string entry = *e;
-            if (entry.rfind("XDG_CONFIG_HOME=", 0) != 0 && entry.rfind("LD_PRELOAD=", 0) != 0)
+            if (entry.rfind("XDG_CONFIG_HOME=", 0) != 0 && entry.rfind("LD_PRELOAD=", 0) != 0 &&
+                (mBusAddress.empty() || entry.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) != 0))
                 env.push_back(entry);
         }
         env.push_back("XDG_CONFIG_HOME=" + mHome.string());
+        if (!mBusAddress.empty()) env.push_back("DBUS_SESSION_BUS_ADDRESS=" + mBusAddress);
         // The JACK server the child may find is the test's own, or none: never
         // one that happens to run on this machine.
         std::erase_if(env, [](const std::string& e) {
@@ -108,7 +115,8 @@ class VxdEndToEnd : public ::testing::Test {
 
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, LogPath().c_str(),
+        const std::string output = inOutput.empty() ? LogPath() : inOutput;
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0644);
         posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
         pid_t pid = 0;
@@ -160,6 +168,9 @@ class VxdEndToEnd : public ::testing::Test {
     }
 
     CEmulatedFTDI mFtdi;  // before any libusb starts, in this process or the child
+    // A private session bus for each test: vxd takes its name there.
+    CDBusDaemon mBus;
+    std::string mBusAddress;  // set: the children's bus instead
     fs::path mHome;
     std::string mJackServer = NoJackServer();
     std::string mXDisplay;  // none unless a test starts one
@@ -444,5 +455,51 @@ INSTANTIATE_TEST_SUITE_P(
                      {0x0403, 0x6010, 0x0200},
                      "no device with the surface's identities is plugged in"}),
     [](const auto& inInfo) { return std::string(inInfo.param.name); });
+
+// The editor's commands reach vxd on the session bus: a fader command moves
+// the emulated surface's motor fader, and vxctl reads the surface's status.
+TEST_F(VxdEndToEnd, AnswersTheEditorOnTheSessionBus) {
+    ASSERT_TRUE(mBus.Running());
+    ASSERT_TRUE(mFtdi.Plug());
+    Start();
+    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
+
+    CVXBusClient client;
+    VXAEParams reply;
+    ASSERT_TRUE(WaitFor([&] { return client.Event(VXTag("Stus"), {}, reply) == 0; }, kBringUpLimit))
+        << client.Error();
+    const size_t writes = mFtdi.BulkWrites().size();
+    ASSERT_EQ(client.Event(VXTag("QSFd"), {{VXTag("Chnl"), 3u}, {VXTag("CVal"), 1020}}, reply), 0)
+        << client.Error();
+    ASSERT_TRUE(WaitFor([&] { return mFtdi.BulkWrites().size() > writes; }, kBringUpLimit));
+    EXPECT_EQ(mFtdi.BulkWrites().back(), (Bytes{0xB3, 0x07, 0x7F, 0x27, 0x40}));
+
+    const std::string output = (mHome / "vxctl.out").string();
+    const pid_t vxctl = Spawn({VXCTL_PATH, "status"}, output);
+    int status = -1;
+    ASSERT_EQ(waitpid(vxctl, &status, 0), vxctl);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    std::ifstream in(output);
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(text.str(), "status: 1 16 2 0 0 0 0\nchannel strips: 16\n");
+
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
+    EXPECT_EQ(Log(), kStartUpLines);
+}
+
+TEST_F(VxdEndToEnd, WithoutASessionBusSaysSoInOneLineAndRunsOn) {
+    mBusAddress = "unix:path=" + (mHome / "no-bus").string();
+    ASSERT_TRUE(mFtdi.Plug());
+    Start();
+    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
+    // After the MIDI system's and the desktop's lines, before the driver's own.
+    std::string expected = kStartUpLines;
+    const size_t driverLines = expected.find("MIDIClientCreate");
+    expected.insert(driverLines == std::string::npos ? expected.size() : driverLines,
+                    "D-Bus: no session bus (No such file or directory): no editor interface\n");
+    EXPECT_EQ(Log(), expected);
+}
 
 }  // namespace

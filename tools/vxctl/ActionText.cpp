@@ -13,6 +13,7 @@
 #include "actions/CVX_MIDIAction.h"
 #include "actions/CVX_MouseAction.h"
 #include "actions/CVX_SpecialAction.h"
+#include "model/UVX_ControlClass.h"
 #include "platform/CVXTextPlatform.h"
 
 namespace vxctl {
@@ -94,6 +95,32 @@ std::string DescribeChannelAction(const CVX_Channel_Action& inAction) {
         text = "channel action";
     }
     return "\"" + inAction.GetName() + "\" " + text;
+}
+
+}  // namespace vxctl
+
+namespace vxctl {
+
+std::string DescribeControlEvent(uint32_t inControl, uint32_t inChannel, int32_t inValue) {
+    char line[160];
+    if (UVX_ControlClass::IsTransportControl(inControl)) {
+        std::snprintf(line, sizeof line, "button %s %s", kControlNames[inControl],
+                      inValue ? "pressed" : "released");
+    } else if (UVX_ControlClass::IsChannelFader(inControl)) {
+        std::snprintf(line, sizeof line, "fader channel %u position %d", inChannel, inValue);
+    } else if (inControl == kVXChannelTouchSense) {
+        std::snprintf(line, sizeof line, "touch channel %u %s", inChannel,
+                      inValue ? "touched" : "released");
+    } else if (UVX_ControlClass::IsChannelButton(inControl)) {
+        std::string name = kChannelControlNames[inControl - 160];
+        while (!name.empty() && name.back() == ' ') name.pop_back();
+        std::snprintf(line, sizeof line, "%s channel %u %s", name.c_str(), inChannel,
+                      inValue ? "on" : "off");
+    } else {
+        std::snprintf(line, sizeof line, "control %u channel %u value %d", inControl, inChannel,
+                      inValue);
+    }
+    return line;
 }
 
 }  // namespace vxctl

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <string>
 
+#include "ActionText.h"
 #include "HexInput.h"
 #include "driver/CVXRecordSink.h"
 #include "driver/CVXUserSpaceDriver.h"
@@ -24,26 +25,13 @@ namespace {
 // polls a busy surface; '+N' lines in a capture let more time pass.
 constexpr uint64_t kMicrosPerRead = 10000;
 
-std::string Trimmed(const char* name) {
-    std::string s(name);
-    while (!s.empty() && s.back() == ' ') s.pop_back();
-    return s;
-}
-
 std::string DescribeRecord(const uint8_t* r) {
     uint32_t kind = r[1];
     char line[320];
     if (UVX_ControlClass::IsTransportControl(kind)) {
-        std::snprintf(line, sizeof line, "button %s %s", kControlNames[kind],
-                      r[kVXRecordButtonState] == kVXButtonPressed ? "pressed" : "released");
-    } else if (UVX_ControlClass::IsChannelFader(kind)) {
-        std::snprintf(line, sizeof line, "fader channel %u position %u", r[2], r[3]);
-    } else if (kind == kVXChannelTouchSense) {
-        std::snprintf(line, sizeof line, "touch channel %u %s", r[2],
-                      r[3] ? "touched" : "released");
-    } else if (UVX_ControlClass::IsChannelButton(kind)) {
-        std::snprintf(line, sizeof line, "%s channel %u %s",
-                      Trimmed(kChannelControlNames[kind - 160]).c_str(), r[2], r[3] ? "on" : "off");
+        return DescribeControlEvent(kind, 0, r[kVXRecordButtonState] == kVXButtonPressed);
+    } else if (UVX_ControlClass::IsChannelControl(kind)) {
+        return DescribeControlEvent(kind, r[2], r[3]);
     } else if (kind == kVXRawMIDIMessage) {
         std::snprintf(line, sizeof line, "pass-through %s", HexString(r + 2, r[0] - 2u).c_str());
     } else {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "BusCommands.h"
 #include "DecodeCommand.h"
 #include "DesktopCommand.h"
 #include "DevicesCommand.h"
@@ -26,7 +27,9 @@ int Usage() {
                  "  focus [--count N]\n"
                  "      follow the X11 focus: each window's class, instance and signature\n"
                  "  keys\n"
-                 "      print the key table: virtual key code, evdev name, X keycode\n";
+                 "      print the key table: virtual key code, evdev name, X keycode\n"
+                 "commands to a running vxd (on the session bus):\n"
+              << vxctl::BusUsage();
     return 2;
 }
 }  // namespace
@@ -36,7 +39,11 @@ int main(int argc, char** argv) {
     std::string command = argv[1];
     std::vector<std::string> args(argv + 2, argv + argc);
     if (command == "decode") return vxctl::RunDecode(args);
+    if (command == "keyset" && !args.empty() &&
+        (args[0] == "add" || args[0] == "replace" || args[0] == "delete"))
+        return vxctl::RunBusCommand(command, args);
     if (command == "keyset") return vxctl::RunKeyset(args);
+    if (vxctl::IsBusCommand(command)) return vxctl::RunBusCommand(command, args);
     if (command == "devices") return vxctl::RunDevices(args);
     if (command == "midi") return vxctl::RunMidi(args);
     if (command == "focus") return vxctl::RunFocus(args);

@@ -14,10 +14,12 @@ SVXDesktop::~SVXDesktop() {
 
 SVXDesktop VXOpenDesktop(CVXEventLoop& inLoop) {
     SVXDesktop desktop;
+    // The applications file serves every source of the focus, a focus helper
+    // on the bus included, with or without a display.
+    desktop.applications = std::make_unique<CVXApplicationMapWatcher>(inLoop);
     auto display = std::make_unique<CVXXDisplay>(inLoop);
     if (display->Valid()) {
         desktop.display = std::move(display);
-        desktop.applications = std::make_unique<CVXApplicationMapWatcher>(inLoop);
         auto tracker =
             std::make_unique<CVXX11FrontApp>(*desktop.display, desktop.applications->Map());
         if (tracker->Valid()) {

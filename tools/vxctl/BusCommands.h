@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vxctl {
+
+// The subcommands that talk to a running vxd on the session bus: status,
+// current, keyset add|replace|delete, control update, led, fader, raw,
+// edit-mode, touch-sense-midi, monitor and focus-feed. Each exits 0 when it
+// worked, 1 with the cause (no session bus, no driver on it, a malformed
+// file) on standard error, 2 for wrong arguments.
+bool IsBusCommand(const std::string& inCommand);
+int RunBusCommand(const std::string& inCommand, const std::vector<std::string>& inArgs);
+// Their synopses, two-space indented, for vxctl's usage.
+std::string BusUsage();
+
+}  // namespace vxctl
