@@ -1,6 +1,5 @@
 #include "actions/CVX_Channel_Action.h"
 
-
 #include "actions/CVX_Channel_EmulationAction.h"
 #include "actions/CVX_Channel_MIDIAction.h"
 #include "model/CVX_Keyset.h"

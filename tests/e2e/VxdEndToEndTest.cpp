@@ -79,25 +79,21 @@ class VxdEndToEnd : public ::testing::Test {
 
     // inCommand under umockdev's preload, output to the log file.
     pid_t Spawn(std::vector<std::string> inCommand, const std::string& inOutput = "") const {
-        std::vector<std::string> env;
-        for (char** e = environ; *e; ++e) {
-            const std::string entry = *e;
-            if (entry.rfind("XDG_CONFIG_HOME=", 0) != 0 && entry.rfind("LD_PRELOAD=", 0) != 0 &&
-                (mBusAddress.empty() || entry.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) != 0))
-                env.push_back(entry);
+        // The configuration folder, the bus, the JACK server and the X
+        // display the child may find are the test's own, or none: never ones
+        // that happen to be there on this machine.
+        std::vector<std::string> env =
+            EnvironmentWithout({"XDG_CONFIG_HOME=", "LD_PRELOAD=", "JACK_DEFAULT_SERVER=",
+                                "JACK_NO_START_SERVER=", "DISPLAY="});
+        if (!mBusAddress.empty()) {
+            std::erase_if(env, [](const std::string& e) {
+                return e.starts_with("DBUS_SESSION_BUS_ADDRESS=");
+            });
         }
         env.push_back("XDG_CONFIG_HOME=" + mHome.string());
         if (!mBusAddress.empty()) env.push_back("DBUS_SESSION_BUS_ADDRESS=" + mBusAddress);
-        // The JACK server the child may find is the test's own, or none: never
-        // one that happens to run on this machine.
-        std::erase_if(env, [](const std::string& e) {
-            return e.rfind("JACK_DEFAULT_SERVER=", 0) == 0 ||
-                   e.rfind("JACK_NO_START_SERVER=", 0) == 0;
-        });
         env.push_back("JACK_DEFAULT_SERVER=" + mJackServer);
         env.push_back("JACK_NO_START_SERVER=1");
-        // The X display the child may open is the test's own Xvfb, or none.
-        std::erase_if(env, [](const std::string& e) { return e.rfind("DISPLAY=", 0) == 0; });
         if (!mXDisplay.empty()) env.push_back("DISPLAY=" + mXDisplay);
         if (std::string(VX_ASAN_RUNTIME).empty()) {
             inCommand.insert(inCommand.begin(), VX_UMOCKDEV_WRAPPER);
@@ -107,22 +103,7 @@ class VxdEndToEnd : public ::testing::Test {
             env.push_back(std::string("LD_PRELOAD=") + VX_ASAN_RUNTIME +
                           ":libumockdev-preload.so.0");
         }
-        std::vector<char*> argv, envp;
-        for (auto& a : inCommand) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        for (auto& e : env) envp.push_back(e.data());
-        envp.push_back(nullptr);
-
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        const std::string output = inOutput.empty() ? LogPath() : inOutput;
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-        pid_t pid = 0;
-        if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) pid = 0;
-        posix_spawn_file_actions_destroy(&actions);
-        return pid;
+        return SpawnProcess(inCommand, env, inOutput.empty() ? LogPath() : inOutput);
     }
 
     bool Running() { return mPid > 0 && waitpid(mPid, nullptr, WNOHANG) == 0; }

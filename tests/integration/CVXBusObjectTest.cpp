@@ -32,6 +32,7 @@
 #include "service/CVXService.h"
 #include "support/MIDIKeysets.h"
 #include "support/PlatformFakes.h"
+#include "support/Spawn.h"
 
 extern char** environ;
 
@@ -151,26 +152,12 @@ class BusObjectTest : public ::testing::Test {
     static pid_t SpawnVxctl(std::vector<std::string> inArgs, const std::string& inLog,
                             const char* inBusAddress = nullptr) {
         inArgs.insert(inArgs.begin(), VXCTL_PATH);
-        std::vector<std::string> env;
-        for (char** e = environ; *e; ++e) {
-            if (!inBusAddress || std::strncmp(*e, "DBUS_SESSION_BUS_ADDRESS=", 25) != 0)
-                env.push_back(*e);
+        std::vector<std::string> env = EnvironmentWithout({});
+        if (inBusAddress) {
+            env = EnvironmentWithout({"DBUS_SESSION_BUS_ADDRESS="});
+            env.push_back(std::string("DBUS_SESSION_BUS_ADDRESS=") + inBusAddress);
         }
-        if (inBusAddress) env.push_back(std::string("DBUS_SESSION_BUS_ADDRESS=") + inBusAddress);
-        std::vector<char*> argv, envp;
-        for (auto& a : inArgs) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        for (auto& e : env) envp.push_back(e.data());
-        envp.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, inLog.c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-        pid_t pid = 0;
-        if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) pid = 0;
-        posix_spawn_file_actions_destroy(&actions);
-        return pid;
+        return SpawnProcess(inArgs, env, inLog);
     }
 
     CVX_KeysetData& Keysets() { return *mService->GetKeysetData(); }

@@ -8,6 +8,8 @@
 // buffers, and the test reads them on its own thread.
 #pragma once
 
+#include "support/Spawn.h"
+
 #include <fcntl.h>
 #include <jack/jack.h>
 #include <jack/midiport.h>
@@ -40,23 +42,7 @@ using Bytes = std::vector<uint8_t>;
 // tests run under, or a sanitizer's): the server and the tools are not what
 // is tested. The child's pid, or 0.
 inline pid_t SpawnTool(const std::vector<std::string>& inCommand, const std::string& inOutput) {
-    std::vector<char*> argv, envp;
-    for (const std::string& a : inCommand) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    for (char** e = environ; *e; ++e) {
-        if (std::strncmp(*e, "LD_PRELOAD=", 11) != 0 && std::strncmp(*e, "UMOCKDEV_DIR=", 13) != 0)
-            envp.push_back(*e);
-    }
-    envp.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, inOutput.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) pid = 0;
-    posix_spawn_file_actions_destroy(&actions);
-    return pid;
+    return SpawnProcess(inCommand, EnvironmentWithout({"LD_PRELOAD=", "UMOCKDEV_DIR="}), inOutput);
 }
 
 // Runs inCommand to its end; its exit status, or -1.
