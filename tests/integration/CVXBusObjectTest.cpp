@@ -30,6 +30,7 @@
 #include "platform/loop/CVXSdEventLoop.h"
 #include "service/CVXApplicationMap.h"
 #include "service/CVXService.h"
+#include "support/EditorParams.h"
 #include "support/MIDIKeysets.h"
 #include "support/PlatformFakes.h"
 #include "support/Spawn.h"
@@ -43,16 +44,6 @@ using Bytes = std::vector<uint8_t>;
 using namespace std::chrono_literals;
 
 constexpr uint32_t kDeviceStatus[7] = {1, 16, 2, 0, 0, 0, 0};
-
-SVXAEParam Magn(const char (&inKeyword)[5], uint32_t inValue) {
-    return {VXTag(inKeyword), inValue};
-}
-SVXAEParam Long(const char (&inKeyword)[5], int32_t inValue) {
-    return {VXTag(inKeyword), inValue};
-}
-SVXAEParam Text(const char (&inKeyword)[5], Bytes inValue) {
-    return {VXTag(inKeyword), std::move(inValue)};
-}
 
 Bytes KeysetRecord(const char* inName, uint32_t inSignature) {
     CVXKeysetStreamWriter w;

@@ -15,6 +15,7 @@
 #include "model/CVX_KeysetData.h"
 #include "platform/VXDiagnostics.h"
 #include "service/CVXService.h"
+#include "support/EditorParams.h"
 #include "support/MIDIKeysets.h"
 #include "support/PlatformFakes.h"
 
@@ -30,16 +31,6 @@ uint32_t Code(const char* inText) {
     uint32_t code = 0;
     for (int i = 0; i < 4; ++i) code = (code << 8) | static_cast<uint8_t>(inText[i]);
     return code;
-}
-
-SVXAEParam Magn(const char (&inKeyword)[5], uint32_t inValue) {
-    return {VXTag(inKeyword), inValue};
-}
-SVXAEParam Long(const char (&inKeyword)[5], int32_t inValue) {
-    return {VXTag(inKeyword), inValue};
-}
-SVXAEParam Text(const char (&inKeyword)[5], Bytes inValue) {
-    return {VXTag(inKeyword), std::move(inValue)};
 }
 
 // One keyset record, "Mixer" ('MIX1'), with empty strips.
