@@ -437,6 +437,52 @@ INSTANTIATE_TEST_SUITE_P(
                      "no device with the surface's identities is plugged in"}),
     [](const auto& inInfo) { return std::string(inInfo.param.name); });
 
+// A transport button's key action, which only the editor can assign, types
+// into the X server: the editor's single-control update on the bus gives Play
+// the space bar, and Play pressed on the surface presses it.
+TEST_F(VxdEndToEnd, AKeyTheEditorGivesPlayIsTypedIntoTheXServer) {
+    if (access("/dev/snd/seq", F_OK) == 0) GTEST_SKIP() << "vxd takes this kernel's sequencer";
+    CXvfb x;
+    ASSERT_TRUE(x.Start());
+    mXDisplay = x.Name();
+    CXInputObserver observer(x.Name());
+    ASSERT_TRUE(observer.Valid());
+    ASSERT_TRUE(mFtdi.Plug());
+    Start();
+    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
+
+    CVXBusClient client;
+    VXAEParams reply;
+    ASSERT_TRUE(WaitFor([&] { return client.Event(VXTag("Stus"), {}, reply) == 0; }, kBringUpLimit))
+        << client.Error();
+    CVXKeysetStreamWriter w;
+    w.ControlUpdateHeader(0, 0, kVXPlay).ButtonControl("Play", "Space", false, 1);
+    w.KeyAction(kVXPlay, "Space", 49, ' ').SequenceFiller(1);
+    std::vector<uint8_t> update = w.Take();
+    const uint32_t size = static_cast<uint32_t>(update.size());
+    ASSERT_EQ(client.Event(VXTag("QUpC"),
+                           {{VXTag("QDSz"), size}, {VXTag("QCtD"), std::move(update)}}, reply),
+              0)
+        << client.Error();
+
+    mFtdi.SetModemStatus(0x11);
+    mFtdi.QueueInput({0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7});
+    std::vector<std::string> typed;
+    EXPECT_TRUE(WaitFor(
+        [&] {
+            for (std::string& line : observer.Take()) typed.push_back(std::move(line));
+            return typed.size() >= 2;
+        },
+        kBringUpLimit));
+    // The space bar (evdev 57, X keycode 65), pressed and let go.
+    EXPECT_EQ(typed, (std::vector<std::string>{"key 65 down", "key 65 up"}));
+
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
+    EXPECT_EQ(Log(),
+              "MIDI system: none\nDesktop: input XTest, focus X11\n"
+              "MIDIClientCreate() returned -19\n");
+}
+
 // The editor's commands reach vxd on the session bus: a fader command moves
 // the emulated surface's motor fader, and vxctl reads the surface's status.
 TEST_F(VxdEndToEnd, AnswersTheEditorOnTheSessionBus) {
