@@ -53,6 +53,8 @@ bool WaitFor(const std::function<bool()>& inDone, std::chrono::milliseconds inLi
     return true;
 }
 
+constexpr std::chrono::seconds kBringUpLimit{10};  // generous: a loaded machine, sanitizers
+
 class VxdEndToEnd : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -104,6 +106,17 @@ class VxdEndToEnd : public ::testing::Test {
                           ":libumockdev-preload.so.0");
         }
         return SpawnProcess(inCommand, env, inOutput.empty() ? LogPath() : inOutput);
+    }
+
+    // The surface plugged, vxd started and linked to it, and its editor
+    // interface answering inClient with the surface's status.
+    void StartAnsweringTheEditor(CVXBusClient& inClient, VXAEParams& outReply) {
+        ASSERT_TRUE(mFtdi.Plug());
+        Start();
+        ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
+        ASSERT_TRUE(WaitFor([&] { return inClient.Event(VXTag("Stus"), {}, outReply) == 0; },
+                            kBringUpLimit))
+            << inClient.Error();
     }
 
     bool Running() { return mPid > 0 && waitpid(mPid, nullptr, WNOHANG) == 0; }
@@ -180,8 +193,6 @@ const std::string kStartUpLines = access("/dev/snd/seq", F_OK) == 0
                                       ? "MIDI system: ALSA\n" + DesktopLinesWithoutDisplay()
                                       : "MIDI system: none\n" + DesktopLinesWithoutDisplay() +
                                             "MIDIClientCreate() returned -19\n";
-
-constexpr std::chrono::seconds kBringUpLimit{10};  // generous: a loaded machine, sanitizers
 
 TEST_F(VxdEndToEnd, TakesTheSurfaceLetsItGoOnUnplugTakesItAgainAndExitsZeroOnSigterm) {
     ASSERT_TRUE(mFtdi.Plug());
@@ -447,14 +458,9 @@ TEST_F(VxdEndToEnd, AKeyTheEditorGivesPlayIsTypedIntoTheXServer) {
     mXDisplay = x.Name();
     CXInputObserver observer(x.Name());
     ASSERT_TRUE(observer.Valid());
-    ASSERT_TRUE(mFtdi.Plug());
-    Start();
-    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
-
     CVXBusClient client;
     VXAEParams reply;
-    ASSERT_TRUE(WaitFor([&] { return client.Event(VXTag("Stus"), {}, reply) == 0; }, kBringUpLimit))
-        << client.Error();
+    ASSERT_NO_FATAL_FAILURE(StartAnsweringTheEditor(client, reply));
     CVXKeysetStreamWriter w;
     w.ControlUpdateHeader(0, 0, kVXPlay).ButtonControl("Play", "Space", false, 1);
     w.KeyAction(kVXPlay, "Space", 49, ' ').SequenceFiller(1);
@@ -487,14 +493,9 @@ TEST_F(VxdEndToEnd, AKeyTheEditorGivesPlayIsTypedIntoTheXServer) {
 // the emulated surface's motor fader, and vxctl reads the surface's status.
 TEST_F(VxdEndToEnd, AnswersTheEditorOnTheSessionBus) {
     ASSERT_TRUE(mBus.Running());
-    ASSERT_TRUE(mFtdi.Plug());
-    Start();
-    ASSERT_TRUE(WaitFor([&] { return Linked(1); }, kBringUpLimit));
-
     CVXBusClient client;
     VXAEParams reply;
-    ASSERT_TRUE(WaitFor([&] { return client.Event(VXTag("Stus"), {}, reply) == 0; }, kBringUpLimit))
-        << client.Error();
+    ASSERT_NO_FATAL_FAILURE(StartAnsweringTheEditor(client, reply));
     const size_t writes = mFtdi.BulkWrites().size();
     ASSERT_EQ(client.Event(VXTag("QSFd"), {{VXTag("Chnl"), 3u}, {VXTag("CVal"), 1020}}, reply), 0)
         << client.Error();
