@@ -18,6 +18,7 @@ packages=(
     xvfb libx11-dev libxi-dev                 # the desktop tests' X server and their XInput2 observer
     matchbox-window-manager                   # a real window manager that sets the focus in the tests
     dbus-daemon                               # the private session bus of the D-Bus and end-to-end tests
+    libtomlplusplus-dev                       # keysets as text: the TOML reader and writer of vxctl
 )
 
 missing=()
