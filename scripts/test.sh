@@ -27,10 +27,21 @@ for t in build/fuzz/tests/fuzz/fuzz_*; do
     [ -x "$t" ] || continue
     corpus="build/fuzz/corpus/$(basename "$t")"
     mkdir -p "$corpus"
+    extra=()
+    # A target may bring a dictionary of its format's words.
+    dict="tests/fuzz/$(basename "$t").dict"
+    [ -f "$dict" ] && extra+=(-dict="$dict")
+    # The keyset text target starts from the shipped presets (its first byte
+    # chooses text).
+    if [ "$(basename "$t")" = fuzz_keyset_text ]; then
+        for p in presets/*.toml; do
+            { printf '#'; cat "$p"; } >"$corpus/preset-$(basename "$p" .toml)"
+        done
+    fi
     log="build/fuzz/$(basename "$t").log"
     # The finding's own report is what a reader needs, so on failure show the
     # end of the log rather than libFuzzer's last lines.
-    if ! "$t" -runs="$FUZZ_RUNS" -close_fd_mask=1 -max_len=4096 -print_final_stats=0 "$corpus" >"$log" 2>&1; then
+    if ! "$t" -runs="$FUZZ_RUNS" -close_fd_mask=1 -max_len=4096 -print_final_stats=0 "${extra[@]}" "$corpus" >"$log" 2>&1; then
         grep -v '^INFO\|^#' "$log" | tail -n 60
         echo "$(basename "$t"): finding (full log in $log)"
         exit 1

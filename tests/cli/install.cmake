@@ -14,16 +14,26 @@ foreach(f usr/bin/vxd usr/bin/vxctl usr/lib/udev/rules.d/70-velorix-surface.rule
         message(FATAL_ERROR "/${f} was not installed")
     endif()
 endforeach()
-file(STRINGS ${root}/usr/lib/systemd/user/vxd.service exec REGEX "^ExecStart=")
-if(NOT exec STREQUAL "ExecStart=/usr/bin/vxd")
+# The unit starts the installed vxd, and after every start sends the
+# transport buttons' assignments.
+file(STRINGS ${root}/usr/lib/systemd/user/vxd.service exec REGEX "^Exec")
+if(NOT exec STREQUAL "ExecStart=/usr/bin/vxd;ExecStartPost=-/usr/bin/vxctl keyset sync")
     message(FATAL_ERROR "the unit says '${exec}'")
 endif()
-# The bus starts the installed vxd, through the user unit where systemd runs.
+# The bus starts the installed vxd, through the user unit where systemd runs,
+# else itself with the same sync beside it.
 file(STRINGS ${root}/usr/share/dbus-1/services/org.velorix.Driver.service activation
      REGEX "^(Exec|SystemdService)=")
-if(NOT activation STREQUAL "Exec=/usr/bin/vxd;SystemdService=vxd.service")
+set(want "Exec=/bin/sh -c '/usr/bin/vxctl keyset sync --wait 10 >/dev/null 2>&1 & exec /usr/bin/vxd'")
+if(NOT activation STREQUAL "${want};SystemdService=vxd.service")
     message(FATAL_ERROR "the D-Bus service file says '${activation}'")
 endif()
+# The presets that `vxctl keyset install NAME` finds beside vxctl.
+foreach(preset midi mode-b mode-c transport-keys)
+    if(NOT EXISTS ${root}/usr/share/vxd/presets/${preset}.toml)
+        message(FATAL_ERROR "the preset ${preset} was not installed")
+    endif()
+endforeach()
 # Each of the three identities gets uaccess, and nothing else is granted.
 file(STRINGS ${root}/usr/lib/udev/rules.d/70-velorix-surface.rules rules REGEX "^SUBSYSTEM")
 set(ids)

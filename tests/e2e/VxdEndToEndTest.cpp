@@ -26,6 +26,7 @@
 // Before Xlib (through XRig.h), whose macro Status would rename a member of
 // the editor's handlers.
 #include "integration/DBusRig.h"
+#include "platform/CVXTextPlatform.h"
 #include "platform/bus/CVXBusClient.h"
 
 #include "integration/desktop/XRig.h"
@@ -151,6 +152,21 @@ class VxdEndToEnd : public ::testing::Test {
     // read is waiting for the surface's next bytes.
     bool Linked(size_t inCount) const {
         return SetUps() == inCount && StatusRequests() == inCount && mFtdi.PendingReads() == 1;
+    }
+
+    // vxctl with inArgs, as the user's own process: its exit status, and what
+    // it printed (standard output and error) in outText.
+    int Vxctl(std::vector<std::string> inArgs, std::string& outText) const {
+        const std::string output = (mHome / "vxctl.out").string();
+        inArgs.insert(inArgs.begin(), VXCTL_PATH);
+        const pid_t pid = Spawn(inArgs, output);
+        int status = -1;
+        if (waitpid(pid, &status, 0) != pid) return -1;
+        std::ifstream in(output);
+        std::stringstream text;
+        text << in.rdbuf();
+        outText = text.str();
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
     std::string LogPath() const { return (mHome / "vxd.log").string(); }
@@ -502,18 +518,94 @@ TEST_F(VxdEndToEnd, AnswersTheEditorOnTheSessionBus) {
     ASSERT_TRUE(WaitFor([&] { return mFtdi.BulkWrites().size() > writes; }, kBringUpLimit));
     EXPECT_EQ(mFtdi.BulkWrites().back(), (Bytes{0xB3, 0x07, 0x7F, 0x27, 0x40}));
 
-    const std::string output = (mHome / "vxctl.out").string();
-    const pid_t vxctl = Spawn({VXCTL_PATH, "status"}, output);
-    int status = -1;
-    ASSERT_EQ(waitpid(vxctl, &status, 0), vxctl);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    std::ifstream in(output);
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(text.str(), "status: 1 16 2 0 0 0 0\nchannel strips: 16\n");
+    std::string text;
+    EXPECT_EQ(Vxctl({"status"}, text), 0);
+    EXPECT_EQ(text, "status: 1 16 2 0 0 0 0\nchannel strips: 16\n");
 
     EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
     EXPECT_EQ(Log(), kStartUpLines);
+}
+
+// The user's transport-button assignments reach vxd after every start: the
+// text keyset's Play notifies its application, which vxd learns only from
+// `vxctl keyset sync` (the user unit's step after each start of vxd).
+TEST_F(VxdEndToEnd, TransportButtonsOfTheUsersKeysetsReachVxdAfterEveryStart) {
+    ASSERT_TRUE(mBus.Running());
+    // The fall-back keyset, which is current while nothing says which
+    // application is in front: installed, it replaces the example file's.
+    std::ofstream(mHome / "sync.toml") << "[[keyset]]\nname = \"Default\"\nsignature = \"????\"\n"
+                                          "[keyset.buttons.play]\n"
+                                          "actions = [ { type = \"notify\" } ]\n";
+    std::string text;
+    ASSERT_EQ(Vxctl({"keyset", "install", (mHome / "sync.toml").string()}, text), 0) << text;
+    ASSERT_EQ(Vxctl({"keyset", "sync", "--wait", "0.2"}, text), 1);
+    EXPECT_EQ(text,
+              "vxctl keyset sync: vxd is not running (no org.velorix.Driver on the session bus "
+              "after 0.2 s): nothing sent\n");
+
+    CVXBusClient client;
+    std::vector<std::string> heard;
+    ASSERT_EQ(client.Subscribe([&](const CVXBusClient::SSignal& inSignal) {
+        heard.push_back(inSignal.control ? "control " + std::to_string(inSignal.controlNum) + " " +
+                                               std::to_string(inSignal.value)
+                                         : "application " + VXFourCCText(inSignal.signature) + " " +
+                                               VXFourCCText(inSignal.eventID));
+    }),
+              0);
+    // Play on the surface (a machine-control sysex), then Stop, and what the
+    // bus said up to Stop's control event.
+    auto pressPlay = [&] {
+        heard.clear();
+        mFtdi.SetModemStatus(0x11);
+        mFtdi.QueueInput({0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7, 0xF0, 0x7F, 0x7F, 0x06, 0x01, 0xF7});
+        EXPECT_TRUE(WaitFor(
+            [&] {
+                client.Wait(100000);
+                return !heard.empty() && heard.back() == "control 2 1";
+            },
+            kBringUpLimit));
+        return heard;
+    };
+    const std::vector<std::string> kSilent = {"control 3 1", "control 2 1"};
+    const std::vector<std::string> kNotified = {"control 3 1", "application ???? QBtn",
+                                                "control 2 1"};
+    for (size_t start = 1; start <= 2; ++start) {
+        SCOPED_TRACE(start == 1 ? "first start" : "after a restart");
+        VXAEParams reply;
+        if (start == 1) {
+            ASSERT_NO_FATAL_FAILURE(StartAnsweringTheEditor(client, reply));
+        } else {
+            ASSERT_EQ(Terminate(std::chrono::seconds(1)), 0);
+            Start();
+            ASSERT_TRUE(WaitFor([&] { return Linked(2); }, kBringUpLimit));
+            ASSERT_TRUE(WaitFor([&] { return client.Event(VXTag("Stus"), {}, reply) == 0; },
+                                kBringUpLimit));
+        }
+        EXPECT_EQ(pressPlay(), kSilent);
+        ASSERT_EQ(Vxctl({"keyset", "sync"}, text), 0) << text;
+        EXPECT_EQ(text, "sent 15 transport-button records of 3 keysets to vxd\n");
+        ASSERT_EQ(Vxctl({"keyset", "sync"}, text), 0) << text;  // as often as it runs
+        EXPECT_EQ(pressPlay(), kNotified);
+    }
+
+    // A keyset vxd does not hold is named; the others' buttons still go.
+    const fs::path keysets = mHome / "velorix/keysets.toml";
+    std::ofstream(keysets, std::ios::app) << "[[keyset]]\nname = \"Late\"\nsignature = \"LATE\"\n";
+    ASSERT_EQ(Vxctl({"keyset", "sync"}, text), 1);
+    EXPECT_EQ(text,
+              "sent 15 transport-button records of 3 keysets to vxd\n"
+              "vxctl keyset sync: keyset 3 \"Late\" (LATE) is not in vxd, which holds 3 keysets: "
+              "its buttons were not sent (restart vxd to load the file)\n");
+    // A file with a mistake sends nothing: Play, a key in it, still notifies.
+    std::ofstream(keysets)
+        << "[[keyset]]\nname = \"Default\"\nsignature = \"????\"\n"
+           "[keyset.buttons.play]\nactions = [ { type = \"key\", key = \"P\" } ]\n"
+           "[keyset.buttons.stop]\nlatched = \"yes\"\n";
+    ASSERT_EQ(Vxctl({"keyset", "sync"}, text), 1);
+    EXPECT_EQ(text, "vxctl keyset sync: " + keysets.string() +
+                        ":7:11: 'latched' must be true, false or a number (nothing sent)\n");
+    EXPECT_EQ(pressPlay(), kNotified);
+    EXPECT_EQ(Terminate(std::chrono::seconds(1)), 0);
 }
 
 TEST_F(VxdEndToEnd, WithoutASessionBusSaysSoInOneLineAndRunsOn) {

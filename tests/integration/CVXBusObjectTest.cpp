@@ -152,6 +152,12 @@ class BusObjectTest : public ::testing::Test {
     }
 
     CVX_KeysetData& Keysets() { return *mService->GetKeysetData(); }
+    // The driver holds inCount keysets, and its KeysetCount says so.
+    bool HeldKeysets(uint32_t inCount) {
+        uint32_t count = 0;
+        const int r = Call([&] { return CVXBusClient().KeysetCount(count); });
+        return r == 0 && count == inCount && Keysets().GetNumKeysets() == inCount;
+    }
     void Touch(uint8_t inKind, uint8_t inChannel, uint8_t inValue) {
         const uint8_t record[] = {4, inKind, inChannel, inValue};
         mService->Service(record);
@@ -215,13 +221,13 @@ TEST_F(BusObjectTest, EveryCommandWritesChangesOrAnswersThroughTheBus) {
          {}},
         {"QEdM", {Magn("QEdM", 1)}, {}, {}, [&] { return mService->IsEditMode(); }},
         {"QEdM", {Magn("QEdM", 0)}, {}, {}, [&] { return !mService->IsEditMode(); }},
-        {"QAdK", sized("QKys", mixer), {}, {}, [&] { return Keysets().GetNumKeysets() == 3; }},
+        {"QAdK", sized("QKys", mixer), {}, {}, [&] { return HeldKeysets(3); }},
         {"QUpK",
          sized("QKys", replace),
          {},
          {},
          [&] { return Keysets().GetKeysetAt(2)->GetName() == "Edited"; }},
-        {"QDlK", {Magn("QKys", 2)}, {}, {}, [&] { return Keysets().GetNumKeysets() == 2; }},
+        {"QDlK", {Magn("QKys", 2)}, {}, {}, [&] { return HeldKeysets(2); }},
         {"QUpC",
          sized("QCtD", button),
          {},
@@ -396,14 +402,15 @@ TEST_F(BusObjectTest, TheLiveInterfaceIsTheShippedDescription) {
              at = block.find('<', at + 1)) {
             const std::string tag = block.substr(at, block.find('>', at) - at);
             const std::string kind = tag.substr(1, tag.find(' ') - 1);
-            if (kind == "method" || kind == "signal" || kind == "arg")
+            if (kind == "method" || kind == "signal" || kind == "arg" || kind == "property")
                 found.push_back(kind + " " + attribute(tag, "name") + " " + attribute(tag, "type") +
-                                " " + attribute(tag, "direction"));
+                                " " + attribute(tag, "direction") + attribute(tag, "access"));
         }
         return found;
     };
     EXPECT_EQ(members(live), members(shipped));
-    EXPECT_EQ(members(shipped).size(), 14u);  // two methods, two signals, ten arguments
+    // two methods, two signals, ten arguments, one property
+    EXPECT_EQ(members(shipped).size(), 15u);
 }
 
 TEST_F(BusObjectTest, VxctlSubcommandsDriveTheSurfaceAndTheKeysets) {
@@ -527,9 +534,18 @@ TEST_F(BusWithoutDriverTest, VxctlNamesTheCauseWhenNoDriverOrNoBusAnswers) {
     EXPECT_EQ(Vxctl({"fader", "0", "0"}, &output, "unix:path=/nonexistent/bus"), 1);
     EXPECT_EQ(output, "vxctl fader: no session bus (No such file or directory)\n");
 
+    // Waiting for a driver gives up; asked for its keysets, the bus says
+    // there is none.
+    CVXBusClient client;
+    uint32_t count = 0;
+    EXPECT_EQ(client.WaitForDriver(100000), 0);
+    EXPECT_LT(client.KeysetCount(count), 0);
+    EXPECT_EQ(client.Error(), "vxd is not running (no org.velorix.Driver on the session bus)");
+
     // A second driver on the same bus: the name is taken, and it says so.
     CVXBusObject first(mLoop, nullptr);
     ASSERT_EQ(first.Open(), 0);
+    EXPECT_EQ(client.WaitForDriver(10000000), 1);
     CVXDiagnosticCapture diagnostics;
     EXPECT_LT(mBus.Open(), 0);
     EXPECT_EQ(diagnostics.Text(),

@@ -9,6 +9,7 @@
 #include "HexInput.h"
 #include "model/CVX_KeysetData.h"
 #include "model/UStreamReader.h"
+#include "model/UStreamWriter.h"
 #include "model/UVX_ControlClass.h"
 #include "platform/CVXTextPlatform.h"
 #include "platform/CVXVirtualLoop.h"
@@ -178,10 +179,6 @@ bool KeysetRecords(const std::string& inPath, std::vector<std::vector<uint8_t>>&
     return true;
 }
 
-VXAEParams Upload(const std::vector<uint8_t>& inData, const char (&inKeyword)[5]) {
-    return {{VXTag("QDSz"), static_cast<uint32_t>(inData.size())}, {VXTag(inKeyword), inData}};
-}
-
 int RunKeysetBus(const std::vector<std::string>& inArgs) {
     const std::string command = "keyset " + inArgs[0];
     if (inArgs[0] == "delete") {
@@ -200,17 +197,14 @@ int RunKeysetBus(const std::vector<std::string>& inArgs) {
     if (!KeysetRecords(inArgs.back(), records, error)) return Fail(command, error);
     if (add) {
         for (const auto& record : records)
-            if (int r = Send(command, "QAdK", Upload(record, "QKys"))) return r;
+            if (int r = Send(command, "QAdK", UploadParams(record, "QKys"))) return r;
         std::printf("added %zu keyset%s\n", records.size(), records.size() == 1 ? "" : "s");
         return 0;
     }
     if (records.size() != 1)
         return Fail(command, "'" + inArgs.back() + "' holds " + std::to_string(records.size()) +
                                  " keysets: replace takes one");
-    std::vector<uint8_t> update = {uint8_t(*index >> 24), uint8_t(*index >> 16),
-                                   uint8_t(*index >> 8), uint8_t(*index)};
-    update.insert(update.end(), records[0].begin(), records[0].end());
-    return Send(command, "QUpK", Upload(update, "QKys"));
+    return Send(command, "QUpK", UploadParams(KeysetUpdateBytes(*index, records[0]), "QKys"));
 }
 
 int RunControl(const std::vector<std::string>& inArgs) {
@@ -225,7 +219,7 @@ int RunControl(const std::vector<std::string>& inArgs) {
     UStreamReader reader(bytes.data(), bytes.size());
     reader.SetPos(12);
     const bool channel = reader.GetTag() == VXTag("CtlD");
-    return Send("control update", channel ? "QUCC" : "QUpC", Upload(bytes, "QCtD"));
+    return Send("control update", channel ? "QUCC" : "QUpC", UploadParams(bytes, "QCtD"));
 }
 
 int RunLed(const std::vector<std::string>& inArgs) {
@@ -322,6 +316,17 @@ int RunFocusFeed(const std::vector<std::string>& inArgs) {
 }
 
 }  // namespace
+
+VXAEParams UploadParams(const std::vector<uint8_t>& inData, const char (&inKeyword)[5]) {
+    return {{VXTag("QDSz"), static_cast<uint32_t>(inData.size())}, {VXTag(inKeyword), inData}};
+}
+
+std::vector<uint8_t> KeysetUpdateBytes(uint32_t inIndex, const std::vector<uint8_t>& inRecord) {
+    UStreamWriter w;
+    w.PutLong(inIndex);
+    w.PutBytes(inRecord.data(), inRecord.size());
+    return w.Take();
+}
 
 bool IsBusCommand(const std::string& inCommand) {
     for (const SUsage& u : kUsages)

@@ -8,6 +8,7 @@
 #include "DesktopCommand.h"
 #include "DevicesCommand.h"
 #include "KeysetCommand.h"
+#include "KeysetTextCommand.h"
 #include "MidiCommand.h"
 
 namespace {
@@ -22,6 +23,12 @@ int Usage() {
                  "      list the keysets of a preferences file\n"
                  "  keyset example FILE\n"
                  "      write a small keyset file to start from\n"
+                 "  keyset export PREFS [-o FILE], keyset import FILE [-o PREFS]\n"
+                 "      keysets between the preferences file and text\n"
+                 "  keyset install FILE|PRESET [--signature SIGN]\n"
+                 "      add keysets (text) to yours and to a running vxd\n"
+                 "  keyset sync [--wait SECONDS]\n"
+                 "      send your transport-button assignments to vxd\n"
                  "  midi\n"
                  "      list the MIDI systems here, the one vxd would use and its ports\n"
                  "  focus [--count N]\n"
@@ -42,6 +49,8 @@ int main(int argc, char** argv) {
     if (command == "keyset" && !args.empty() &&
         (args[0] == "add" || args[0] == "replace" || args[0] == "delete"))
         return vxctl::RunBusCommand(command, args);
+    if (command == "keyset" && !args.empty() && vxctl::IsKeysetTextCommand(args[0]))
+        return vxctl::RunKeysetText(args);
     if (command == "keyset") return vxctl::RunKeyset(args);
     if (vxctl::IsBusCommand(command)) return vxctl::RunBusCommand(command, args);
     if (command == "devices") return vxctl::RunDevices(args);

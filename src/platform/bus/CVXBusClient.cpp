@@ -1,5 +1,9 @@
 #include "platform/bus/CVXBusClient.h"
 
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
 #include <cstring>
 
 #include "platform/bus/CVXBusObject.h"
@@ -88,6 +92,32 @@ int CVXBusClient::DriverOnBus() {
     sd_bus_error_free(&error);
     sd_bus_message_unref(reply);
     return r < 0 ? r : owned != 0;
+}
+
+int CVXBusClient::WaitForDriver(uint64_t inMicros) {
+    // Polled: a driver that starts takes its name within milliseconds, and
+    // a look every 50 ms costs the bus nothing.
+    constexpr auto kStep = std::chrono::milliseconds(50);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::microseconds(inMicros);
+    for (;;) {
+        const int on = DriverOnBus();
+        if (on != 0) return on;
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= deadline) return 0;
+        std::this_thread::sleep_for(
+            std::min<std::chrono::steady_clock::duration>(kStep, deadline - now));
+    }
+}
+
+int CVXBusClient::KeysetCount(uint32_t& outCount) {
+    if (int r = Connect(); r < 0) return r;
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    const int r = sd_bus_get_property_trivial(mBus, CVXBusObject::kBusName,
+                                              CVXBusObject::kObjectPath, CVXBusObject::kInterface,
+                                              "KeysetCount", &error, 'u', &outCount);
+    if (r < 0) Fail(r, &error);
+    sd_bus_error_free(&error);
+    return r < 0 ? r : 0;
 }
 
 int CVXBusClient::Subscribe(SignalFn inHandler) {

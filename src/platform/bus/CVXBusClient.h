@@ -44,6 +44,11 @@ class CVXBusClient {
     // Whether a driver holds its name on the bus now; 0 (no) or 1, or a
     // negative errno.
     int DriverOnBus();
+    // 1 as soon as a driver holds its name, 0 when inMicros passed without
+    // one, or a negative errno.
+    int WaitForDriver(uint64_t inMicros);
+    // The number of keysets the driver holds; 0 or a negative errno.
+    int KeysetCount(uint32_t& outCount);
 
     // Subscribes to the driver's two signals; each goes to inHandler while
     // Process() or Wait() runs. 0 or a negative errno.

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "model/CVX_KeysetData.h"
 #include "output/VX_AE_Handlers.h"
 #include "platform/CVXFedFrontApp.h"
 #include "platform/VXDiagnostics.h"
@@ -27,6 +28,10 @@ const sd_bus_vtable kVTable[] = {
                              0),
     SD_BUS_SIGNAL_WITH_NAMES("ControlEvent", "uui",
                              SD_BUS_PARAM(control) SD_BUS_PARAM(channel) SD_BUS_PARAM(value), 0),
+    // Read when needed: the count changes with the editor's commands, which
+    // a reader may have sent itself, so no change is signalled.
+    SD_BUS_PROPERTY("KeysetCount", "u", &CVXBusObject::OnKeysetCount, 0,
+                    SD_BUS_VTABLE_PROPERTY_EXPLICIT),
     SD_BUS_VTABLE_END,
 };
 
@@ -118,6 +123,14 @@ int CVXBusObject::OnSetFrontApplication(sd_bus_message* inMessage, void* inSelf,
     // At once, not at the next poll: the helper's caller may act right away.
     if (CVXService* service = CVXService::GetVXService()) service->CheckForProcessChange();
     return sd_bus_reply_method_return(inMessage, "");
+}
+
+int CVXBusObject::OnKeysetCount(sd_bus*, const char*, const char*, const char*,
+                                sd_bus_message* outReply, void*, sd_bus_error*) {
+    const CVXService* service = CVXService::GetVXService();
+    const CVX_KeysetData* keysets = service ? service->GetKeysetData() : nullptr;
+    const uint32_t count = keysets ? keysets->GetNumKeysets() : 0;
+    return sd_bus_message_append_basic(outReply, SD_BUS_TYPE_UINT32, &count);
 }
 
 bool CVXBusObject::SendApplicationEvent(uint32_t inSignature, uint32_t inEventID,

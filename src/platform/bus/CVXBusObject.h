@@ -12,6 +12,10 @@
 //       what actions tell applications ('QBtn', 'QFad', 'QCBt'), values i.
 //   signal ControlEvent(u control, u channel, i value)
 //       every control event of the surface the driver handles.
+//   property KeysetCount u (read-only)
+//       how many keysets the driver holds: an update for a keyset index it
+//       does not hold fails without a word, so a client that sends them
+//       (vxctl keyset sync) asks first.
 //
 // Everything runs on the loop's thread: sd-bus is attached to its sd-event.
 #pragma once
@@ -54,6 +58,9 @@ class CVXBusObject final : public CVXAppNotifier, public CVXControlMonitor {
     static int OnEvent(sd_bus_message* inMessage, void* inSelf, sd_bus_error* outError);
     static int OnSetFrontApplication(sd_bus_message* inMessage, void* inSelf,
                                      sd_bus_error* outError);
+    static int OnKeysetCount(sd_bus* inBus, const char* inPath, const char* inInterface,
+                             const char* inProperty, sd_bus_message* outReply, void* inSelf,
+                             sd_bus_error* outError);
 
   private:
     void Close();
