@@ -150,48 +150,46 @@ void PutTag(UStreamWriter& w, const char (&inTag)[5]) {
     w.PutTag(VXTag(inTag));
 }
 
+void TagLong(UStreamWriter& w, const char (&inTag)[5], uint32_t inValue) {
+    PutTag(w, inTag);
+    w.PutLong(inValue);
+}
+
+void TagShort(UStreamWriter& w, const char (&inTag)[5], uint16_t inValue) {
+    PutTag(w, inTag);
+    w.PutShort(inValue);
+}
+
 void WriteChannelAction(UStreamWriter& w, const SVXActionModel& a) {
     PutTag(w, "ChCm");
-    PutTag(w, "CmID");
-    w.PutLong(a.legacyID);
-    PutTag(w, "CTyp");
-    w.PutLong(a.type);
-    PutTag(w, "Sped");
-    w.PutShort(a.speed);
+    TagLong(w, "CmID", a.legacyID);
+    TagLong(w, "CTyp", a.type);
+    TagShort(w, "Sped", a.speed);
     PutTag(w, "St63");
     PutString(w, a.name);
     switch (a.BaseType()) {
         case vx_action_type_special:
         case vx_action_type_app_specific:
             w.PutTag(VXTag(a.BaseType() == vx_action_type_special ? "SpcD" : "AppD"));
-            PutTag(w, "CTyp");
-            w.PutLong(a.code);
+            TagLong(w, "CTyp", a.code);
             break;
         case vx_action_type_midi:
             PutTag(w, "MidD");
-            PutTag(w, "CTyp");
-            w.PutLong(a.kind);
-            PutTag(w, "MDLn");
-            w.PutShort(a.length);
+            TagLong(w, "CTyp", a.kind);
+            TagShort(w, "MDLn", a.length);
             PutTag(w, "MDMs");
             w.PutBytes(a.message.data(), 8);
             break;
         case vx_action_type_emulation:
             PutTag(w, "CEmD");
-            PutTag(w, "EmMd");
-            w.PutLong(a.mode);
-            PutTag(w, "EmTp");
-            w.PutLong(a.unused[0]);
-            PutTag(w, "EmCN");
-            w.PutLong(a.unused[1]);
-            PutTag(w, "EmSF");
-            w.PutLong(a.unused[2]);
-            PutTag(w, "MDLn");
-            w.PutShort(a.length);
+            TagLong(w, "EmMd", a.mode);
+            TagLong(w, "EmTp", a.unused[0]);
+            TagLong(w, "EmCN", a.unused[1]);
+            TagLong(w, "EmSF", a.unused[2]);
+            TagShort(w, "MDLn", a.length);
             PutTag(w, "MDMs");
             w.PutBytes(a.message.data(), 16);
-            PutTag(w, "AcMD");
-            w.PutShort(a.acceptsMIDI);
+            TagShort(w, "AcMD", a.acceptsMIDI);
             break;
         default:
             break;  // the text reader admits no other type
@@ -202,84 +200,64 @@ void WriteKeyset(UStreamWriter& w, const SVXKeysetModel& k) {
     PutTag(w, "Kyst");
     PutTag(w, "St31");
     PutString(w, k.name);
-    PutTag(w, "Sgnt");
-    w.PutLong(k.signature);
-    PutTag(w, "EmMd");
-    w.PutLong(k.mode);
+    TagLong(w, "Sgnt", k.signature);
+    TagLong(w, "EmMd", k.mode);
     for (uint32_t c = 0; c < kVXModelStripControls; ++c) {
-        PutTag(w, "ChCT");
-        w.PutLong(c);
+        TagLong(w, "ChCT", c);
         for (uint32_t channel = 0; channel < kVXModelStrips; ++channel) {
             const SVXChannelControlModel& control = k.strips[channel][c];
             PutTag(w, "CtlD");
             PutTag(w, "St31");
             PutString(w, control.name);
-            PutTag(w, "ChCT");
-            w.PutLong(kFirstChannelControl + c);
-            PutTag(w, "Chan");
-            w.PutLong(channel);
-            PutTag(w, "Ltch");
-            w.PutLong(control.latched);
+            TagLong(w, "ChCT", kFirstChannelControl + c);
+            TagLong(w, "Chan", channel);
+            TagLong(w, "Ltch", control.latched);
             PutTag(w, "Sequ");
-            PutTag(w, "CCnt");
-            w.PutLong(control.action ? 1 : 0);
+            TagLong(w, "CCnt", control.action ? 1 : 0);
             if (control.action) WriteChannelAction(w, *control.action);
         }
     }
 }
 
-void Put16(std::vector<uint8_t>& b, uint16_t v) {
-    b.push_back(static_cast<uint8_t>(v >> 8));
-    b.push_back(static_cast<uint8_t>(v));
-}
-
-void Put32(std::vector<uint8_t>& b, uint32_t v) {
-    Put16(b, static_cast<uint16_t>(v >> 16));
-    Put16(b, static_cast<uint16_t>(v));
-}
-
 // A button action's body as its reader takes it: the two bytes of alignment
 // that the key, delay, special, app-specific and MIDI bodies begin with are
 // skipped by the readers and written as zero.
-std::vector<uint8_t> ButtonActionBody(const SVXActionModel& a) {
-    std::vector<uint8_t> b;
+void WriteButtonActionBody(UStreamWriter& w, const SVXActionModel& a) {
     switch (a.BaseType()) {
         case vx_action_type_key:
-            Put16(b, 0);
-            Put16(b, a.modifiers);
-            b.push_back(a.keyCode);
-            b.push_back(a.charCode);
+            w.PutShort(0);
+            w.PutShort(a.modifiers);
+            w.PutByte(a.keyCode);
+            w.PutByte(a.charCode);
             break;
         case vx_action_type_mouse:
-            Put16(b, a.captureNow);
-            Put16(b, a.partialTitle);
-            b.push_back(a.mouseOp);
-            b.push_back(a.captureOp);
-            Put16(b, a.modifiers);
-            Put16(b, static_cast<uint16_t>(a.y));  // stored vertical first
-            Put16(b, static_cast<uint16_t>(a.x));
-            b.push_back(static_cast<uint8_t>(a.windowTitle.size()));
-            b.insert(b.end(), a.windowTitle.begin(), a.windowTitle.end());
+            w.PutShort(a.captureNow);
+            w.PutShort(a.partialTitle);
+            w.PutByte(a.mouseOp);
+            w.PutByte(a.captureOp);
+            w.PutShort(a.modifiers);
+            w.PutShort(static_cast<uint16_t>(a.y));  // stored vertical first
+            w.PutShort(static_cast<uint16_t>(a.x));
+            PutString(w, a.windowTitle);
             break;
         case vx_action_type_delay:
-            Put16(b, 0);
-            Put32(b, static_cast<uint32_t>(a.ticks));
+            w.PutShort(0);
+            w.PutLong(static_cast<uint32_t>(a.ticks));
             break;
         case vx_action_type_special:
         case vx_action_type_app_specific:
-            Put16(b, 0);
-            Put32(b, a.code);
+            w.PutShort(0);
+            w.PutLong(a.code);
             break;
         case vx_action_type_midi:
-            Put16(b, 0);
-            Put32(b, a.kind);
-            Put16(b, a.length);
-            b.insert(b.end(), a.message.begin(), a.message.begin() + 8);
+            w.PutShort(0);
+            w.PutLong(a.kind);
+            w.PutShort(a.length);
+            w.PutBytes(a.message.data(), 8);
             break;
         default:
             break;
     }
-    return b;
 }
 
 }  // namespace
@@ -316,10 +294,8 @@ bool VXReadKeysetFile(const uint8_t* inBytes, size_t inSize, SVXKeysetFileModel&
 std::vector<uint8_t> VXWriteKeysetFile(const SVXKeysetFileModel& inFile) {
     UStreamWriter w;
     PutTag(w, "KstD");
-    PutTag(w, "CrKV");
-    w.PutLong(inFile.version);
-    PutTag(w, "KsCt");
-    w.PutLong(static_cast<uint32_t>(inFile.keysets.size()));
+    TagLong(w, "CrKV", inFile.version);
+    TagLong(w, "KsCt", static_cast<uint32_t>(inFile.keysets.size()));
     for (const SVXKeysetModel& k : inFile.keysets) WriteKeyset(w, k);
     return w.Take();
 }
@@ -347,8 +323,7 @@ std::vector<uint8_t> VXWriteButtonUpdate(uint32_t inKeysetIndex, uint32_t inCont
         w.PutLong(a.control);
         w.PutShort(a.speed);
         PutString(w, a.name);
-        const std::vector<uint8_t> body = ButtonActionBody(a);
-        w.PutBytes(body.data(), body.size());
+        WriteButtonActionBody(w, a);
         // Header (78 bytes at most) and body (76 at most, the mouse's) always
         // fit the record's 156 bytes; the rest is filler.
         const std::vector<uint8_t> filler(kVXActionRecordSize - (w.Bytes().size() - start), 0);
