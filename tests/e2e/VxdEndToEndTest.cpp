@@ -588,13 +588,20 @@ TEST_F(VxdEndToEnd, TransportButtonsOfTheUsersKeysetsReachVxdAfterEveryStart) {
         EXPECT_EQ(pressPlay(), kNotified);
     }
 
-    // A keyset vxd does not hold is named; the others' buttons still go.
+    // Installed while vxd runs, a keyset is uploaded at once: the sync that
+    // follows finds it there.
     const fs::path keysets = mHome / "velorix/keysets.toml";
-    std::ofstream(keysets, std::ios::app) << "[[keyset]]\nname = \"Late\"\nsignature = \"LATE\"\n";
+    std::ofstream(mHome / "late.toml") << "[[keyset]]\nname = \"Late\"\nsignature = \"LATE\"\n";
+    ASSERT_EQ(Vxctl({"keyset", "install", (mHome / "late.toml").string()}, text), 0) << text;
+    EXPECT_EQ(text, "added keyset 3 \"Late\" (LATE)\nwrote " +
+                        (mHome / "velorix/VX USB Prefs").string() + " and " + keysets.string() +
+                        "\nsent 20 transport-button records of 4 keysets to vxd\n");
+    // A keyset vxd does not hold is named; the others' buttons still go.
+    std::ofstream(keysets, std::ios::app) << "[[keyset]]\nname = \"Later\"\nsignature = \"LAT2\"\n";
     ASSERT_EQ(Vxctl({"keyset", "sync"}, text), 1);
     EXPECT_EQ(text,
-              "sent 15 transport-button records of 3 keysets to vxd\n"
-              "vxctl keyset sync: keyset 3 \"Late\" (LATE) is not in vxd, which holds 3 keysets: "
+              "sent 20 transport-button records of 4 keysets to vxd\n"
+              "vxctl keyset sync: keyset 4 \"Later\" (LAT2) is not in vxd, which holds 4 keysets: "
               "its buttons were not sent (restart vxd to load the file)\n");
     // A file with a mistake sends nothing: Play, a key in it, still notifies.
     std::ofstream(keysets)

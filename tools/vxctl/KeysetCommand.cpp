@@ -26,7 +26,8 @@ int Usage() {
                  "           lists every keyset, strip, control and action. The readers' own\n"
                  "           diagnostics appear as they print them; the exit status is 1 when\n"
                  "           the file did not load completely.\n"
-                 "  example  writes a small keyset file to FILE to start from.\n";
+                 "  example  writes a small keyset file to FILE to start from.\n"
+                 "vxctl keyset export|import|install|sync --help: keysets as text.\n";
     return 2;
 }
 

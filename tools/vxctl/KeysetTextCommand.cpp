@@ -28,9 +28,8 @@ namespace {
 constexpr char kKeysetTextName[] = "keysets.toml";
 constexpr double kDefaultSyncWait = 10;
 
-int Usage() {
-    std::cerr
-        << "usage: vxctl keyset export PREFS [-o FILE]\n"
+int Usage(std::ostream& out = std::cerr) {
+    out << "usage: vxctl keyset export PREFS [-o FILE]\n"
            "       vxctl keyset import FILE [-o PREFS]\n"
            "       vxctl keyset install FILE|PRESET [--signature SIGN]\n"
            "       vxctl keyset sync [--wait SECONDS]\n"
@@ -382,7 +381,7 @@ bool IsKeysetTextCommand(const std::string& inSubcommand) {
 int RunKeysetText(const std::vector<std::string>& inArgs) {
     for (const std::string& a : inArgs) {
         if (a == "-h" || a == "--help") {
-            Usage();
+            Usage(std::cout);
             return 0;
         }
     }
