@@ -10,6 +10,7 @@
 #include "platform/desktop/CVXXDisplay.h"
 #include "platform/desktop/VXKeyTable.h"
 #include "platform/loop/CVXSdEventLoop.h"
+#include "text/VXKeyNames.h"
 
 namespace vxctl {
 
@@ -83,14 +84,16 @@ int RunFocus(const std::vector<std::string>& inArgs) {
 int RunKeys(const std::vector<std::string>& inArgs) {
     if (!inArgs.empty()) {
         std::cerr << "usage: vxctl keys\n"
-                     "  prints the key table: each virtual key code of the keysets, the Linux\n"
-                     "  input key at its place on a US keyboard, and its X keycode.\n";
+                     "  prints the key table: each virtual key code of the keysets, its name in\n"
+                     "  keyset text, the Linux input key at its place on a US keyboard, and its\n"
+                     "  X keycode.\n";
         return 2;
     }
-    std::printf("virtual  evdev              X keycode\n");
+    std::printf("virtual  name          evdev              X keycode\n");
     for (const SVXKey& key : VXKeyTable()) {
-        std::printf("%7u  %-17s  %9u\n", key.virtualKey, VXEvdevKeyName(key.evdevCode),
-                    VXXKeycodeForVirtualKey(key.virtualKey));
+        const char* name = VXKeyName(static_cast<uint8_t>(key.virtualKey));
+        std::printf("%7u  %-12s  %-17s  %9u\n", key.virtualKey, name ? name : "-",
+                    VXEvdevKeyName(key.evdevCode), VXXKeycodeForVirtualKey(key.virtualKey));
     }
     return 0;
 }

@@ -18,6 +18,7 @@
 #include "model/UVX_ControlClass.h"
 #include "platform/VXDiagnostics.h"
 #include "support/PlatformFakes.h"
+#include "text/VXKeyNames.h"
 #include "text/VXKeysetText.h"
 
 namespace fs = std::filesystem;
@@ -249,6 +250,16 @@ actions = [ { type = "key", key = "space", modifiers = ["shift", "command"], nam
     w.KeyAction(3, "go", 49, 0, 0x0300).DelayAction(3, "", 15).MIDIAction(3, "", 2, 3, midi);
     w.SequenceFiller(3);
     EXPECT_EQ(VXWriteButtonUpdate(2, 3, file.keysets[0].buttons[3]), w.Bytes());
+
+    // Every key name reads back to its code, in any case and spacing.
+    for (unsigned code = 0; code < 256; ++code) {
+        if (const char* name = VXKeyName(static_cast<uint8_t>(code))) {
+            EXPECT_EQ(VXKeyFromName(name), code) << name;
+        }
+    }
+    EXPECT_EQ(VXKeyFromName("page up"), 116);
+    EXPECT_EQ(VXKeyFromName("KP-ENTER"), 76);
+    EXPECT_FALSE(VXKeyFromName("__").has_value());
 
     CVX_KeysetData data;
     const std::vector<uint8_t> update = VXWriteButtonUpdate(0, 3, file.keysets[0].buttons[3]);
